@@ -1,0 +1,101 @@
+#include "ExpressionModel.h"
+
+#include <muParser.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+
+namespace {
+
+// A parser with this program's constants; muParser already knows its own
+// functions and _pi, _e.
+std::unique_ptr<mu::Parser> MakeParser() {
+  auto parser = std::make_unique<mu::Parser>();
+  parser->DefineConst("pi", M_PI);
+  return parser;
+}
+
+// Parses the expression once, so that syntax errors and unknown names come out
+// now and not at the first evaluation.
+void Compile(mu::Parser& parser, const std::string& expression,
+             CExpressionError::EWhere where, int index) {
+  try {
+    parser.SetExpr(expression);
+    parser.Eval();
+  } catch (const mu::ParserError& error) {
+    const std::string token = error.GetToken();
+    const bool isName = error.GetCode() == mu::ecUNASSIGNABLE_TOKEN && !token.empty() &&
+                        (std::isalpha(static_cast<unsigned char>(token[0])) || token[0] == '_');
+    if (isName) {
+      throw CExpressionError(where, index, "unknown name '" + token + "' in '" + expression + "'",
+                             token);
+    }
+    if (expression.find_first_not_of(" \t") == std::string::npos) {
+      throw CExpressionError(where, index, "the expression is empty", "");
+    }
+    throw CExpressionError(where, index, "cannot read '" + expression + "': " + error.GetMsg(), "");
+  }
+}
+
+}  // namespace
+
+CExpressionModel::CExpressionModel(const CModelDefinition& definition)
+    : m_variableValues(definition.variableNames.size(), 0.0),
+      m_equationValues(definition.equations.size(), 0.0) {
+  auto defineVariables = [&](mu::Parser& parser) {
+    for (size_t i = 0; i < definition.variableNames.size(); ++i) {
+      parser.DefineVar(definition.variableNames[i], &m_variableValues[i]);
+    }
+  };
+  for (size_t i = 0; i < definition.equations.size(); ++i) {
+    auto parser = MakeParser();
+    defineVariables(*parser);
+    for (size_t j = 0; j < i; ++j) {
+      parser->DefineVar(definition.equations[j].first, &m_equationValues[j]);
+    }
+    Compile(*parser, definition.equations[i].second, CExpressionError::EWhere::Equation,
+            static_cast<int>(i));
+    m_equationParsers.push_back(std::move(parser));
+  }
+  for (size_t i = 0; i < definition.responses.size(); ++i) {
+    auto parser = MakeParser();
+    defineVariables(*parser);
+    for (size_t j = 0; j < definition.equations.size(); ++j) {
+      parser->DefineVar(definition.equations[j].first, &m_equationValues[j]);
+    }
+    Compile(*parser, definition.responses[i], CExpressionError::EWhere::Response,
+            static_cast<int>(i));
+    m_responseParsers.push_back(std::move(parser));
+  }
+}
+
+CExpressionModel::~CExpressionModel() = default;
+
+void CExpressionModel::Evaluate(const double* design, double* responses) {
+  std::copy(design, design + m_variableValues.size(), m_variableValues.begin());
+  for (size_t j = 0; j < m_equationParsers.size(); ++j) {
+    m_equationValues[j] = m_equationParsers[j]->Eval();
+  }
+  for (size_t i = 0; i < m_responseParsers.size(); ++i) {
+    responses[i] = m_responseParsers[i]->Eval();
+  }
+}
+
+double CExpressionModel::EvaluateConstant(const std::string& expression) {
+  auto parser = MakeParser();
+  Compile(*parser, expression, CExpressionError::EWhere::Response, 0);
+  return parser->Eval();
+}
+
+void CExpressionModel::Check(const std::string& expression, const std::vector<std::string>& names) {
+  auto parser = MakeParser();
+  std::vector<double> values(names.size(), 1.0);
+  for (size_t i = 0; i < names.size(); ++i) parser->DefineVar(names[i], &values[i]);
+  Compile(*parser, expression, CExpressionError::EWhere::Response, 0);
+}
+
+bool CExpressionModel::IsReservedName(const std::string& name) {
+  auto parser = MakeParser();
+  return parser->GetFunDef().count(name) > 0 || parser->GetConst().count(name) > 0;
+}

@@ -1,0 +1,284 @@
+#include "Optimizer.h"
+
+#include <nlopt.h>
+
+#include <algorithm>
+#include <cmath>
+#include <exception>
+#include <memory>
+#include <stdexcept>
+#include <utility>
+
+#include "FiniteDifference.h"
+
+namespace {
+
+// Owns an nlopt_opt.
+struct CNloptDeleter {
+  void operator()(nlopt_opt_s* optimizer) const { nlopt_destroy(optimizer); }
+};
+using NloptPointer = std::unique_ptr<nlopt_opt_s, CNloptDeleter>;
+
+nlopt_algorithm AlgorithmNamed(const std::string& name) {
+  if (name == "slsqp") return NLOPT_LD_SLSQP;
+  if (name == "cobyla") return NLOPT_LN_COBYLA;
+  if (name == "auglag") return NLOPT_AUGLAG;
+  throw std::invalid_argument("unknown optimiser '" + name + "'; use slsqp, cobyla or auglag");
+}
+
+// One local search over the free variables (those whose bounds differ). The
+// values NLopt sees are [objective in minimisation form / scale, scaled
+// constraint values]; the last point NLopt asked for is cached with its
+// values and Jacobian, because NLopt asks for the objective and the
+// constraints of one point in separate calls.
+class CLocalSearch {
+ public:
+  CLocalSearch(const CContinuousProblem& problem, const COptimizerSettings& settings, int maxImprovements)
+      : m_problem(problem), m_settings(settings), m_maxImprovements(maxImprovements),
+        m_constraintCount(static_cast<int>(problem.isEquality.size())) {
+    for (size_t i = 0; i < problem.lower.size(); ++i) {
+      if (problem.upper[i] > problem.lower[i]) m_free.push_back(static_cast<int>(i));
+    }
+    for (int k = 0; k < m_constraintCount; ++k) {
+      (problem.isEquality[k] ? m_equalities : m_inequalities).push_back(k);
+    }
+    const double defaultStep = settings.relativeStep > 0 ? settings.relativeStep : DefaultRelativeStep(settings.gradient);
+    m_differences.kind = settings.gradient;
+    for (int i : m_free) {
+      m_differences.lower.push_back(problem.lower[i]);
+      m_differences.upper.push_back(problem.upper[i]);
+      m_differences.typical.push_back(problem.typicalMagnitude[i]);
+      m_differences.relativeStep.push_back(problem.relativeStep[i] > 0 ? problem.relativeStep[i] : defaultStep);
+    }
+  }
+
+  int Gradients() const { return m_gradients; }
+
+  CLocalRun Run(const std::vector<double>& start, int startIndex) {
+    CLocalRun run;
+    run.startIndex = startIndex;
+    m_run = &run;
+    m_design.resize(start.size());
+    for (size_t i = 0; i < start.size(); ++i) {
+      m_design[i] = std::clamp(start[i], m_problem.lower[i], m_problem.upper[i]);
+    }
+    std::vector<double> freeValues;
+    for (int i : m_free) freeValues.push_back(m_design[i]);
+    m_cacheValid = false;
+    run.start = EvaluateFull(m_design);
+    run.best = run.start;
+    if (!m_free.empty()) Search(freeValues);
+    m_run = nullptr;
+    return run;
+  }
+
+ private:
+  // An exception must not cross NLopt's C code: a callback that fails stores
+  // its exception and stops NLopt, and the search rethrows it here.
+  void Search(std::vector<double>& freeValues) {
+    NloptPointer optimizer = MakeOptimizer();
+    m_optimizer = optimizer.get();
+    double value = 0.0;
+    const nlopt_result result = nlopt_optimize(optimizer.get(), freeValues.data(), &value);
+    m_optimizer = nullptr;
+    if (m_failure) std::rethrow_exception(std::exchange(m_failure, nullptr));
+    m_run->status = result;
+    m_run->statusText = nlopt_result_to_string(result);
+  }
+
+  template <class FBody>
+  void Guarded(FBody body) {
+    try {
+      body();
+    } catch (...) {
+      m_failure = std::current_exception();
+      nlopt_force_stop(m_optimizer);
+    }
+  }
+
+  NloptPointer MakeOptimizer() {
+    const unsigned n = static_cast<unsigned>(m_free.size());
+    const nlopt_algorithm algorithm = AlgorithmNamed(m_settings.algorithm);
+    NloptPointer optimizer(nlopt_create(algorithm, n));
+    std::vector<double> lower;
+    std::vector<double> upper;
+    for (int i : m_free) {
+      lower.push_back(m_problem.lower[i]);
+      upper.push_back(m_problem.upper[i]);
+    }
+    nlopt_set_lower_bounds(optimizer.get(), lower.data());
+    nlopt_set_upper_bounds(optimizer.get(), upper.data());
+    nlopt_set_min_objective(optimizer.get(), &CLocalSearch::Objective, this);
+    const double constraintTolerance = 0.1 * m_problem.tolerance;
+    if (!m_inequalities.empty()) {
+      const std::vector<double> tolerances(m_inequalities.size(), constraintTolerance);
+      nlopt_add_inequality_mconstraint(optimizer.get(), static_cast<unsigned>(m_inequalities.size()),
+                                       &CLocalSearch::Inequalities, this, tolerances.data());
+    }
+    if (!m_equalities.empty()) {
+      const std::vector<double> tolerances(m_equalities.size(), constraintTolerance);
+      nlopt_add_equality_mconstraint(optimizer.get(), static_cast<unsigned>(m_equalities.size()),
+                                     &CLocalSearch::Equalities, this, tolerances.data());
+    }
+    SetStoppingRules(optimizer.get());
+    nlopt_set_maxeval(optimizer.get(), m_settings.maxEvaluations);
+    if (m_settings.maxSeconds > 0) nlopt_set_maxtime(optimizer.get(), m_settings.maxSeconds);
+    if (algorithm == NLOPT_AUGLAG) {
+      NloptPointer local(nlopt_create(NLOPT_LD_LBFGS, n));
+      SetStoppingRules(local.get());
+      nlopt_set_local_optimizer(optimizer.get(), local.get());  // NLopt keeps its own copy
+    }
+    return optimizer;
+  }
+
+  void SetStoppingRules(nlopt_opt optimizer) const {
+    nlopt_set_ftol_rel(optimizer, m_settings.fTolerance);
+    nlopt_set_xtol_rel(optimizer, m_settings.xTolerance);
+  }
+
+  // Evaluates a whole design (already inside the bounds).
+  CEvaluatedDesign EvaluateFull(const std::vector<double>& design) {
+    CEvaluatedDesign evaluated;
+    evaluated.values = design;
+    evaluated.constraints.resize(m_constraintCount);
+    m_problem.evaluate(design.data(), &evaluated.objective, evaluated.constraints.data());
+    evaluated.maxConstraint = MaxConstraint(evaluated.constraints, m_problem.isEquality);
+    ++m_run->analyses;
+    return evaluated;
+  }
+
+  // The design for free values, clamped into the bounds.
+  std::vector<double> DesignAt(const double* freeValues) const {
+    std::vector<double> design = m_design;
+    for (size_t j = 0; j < m_free.size(); ++j) {
+      const int i = m_free[j];
+      design[i] = std::clamp(freeValues[j], m_problem.lower[i], m_problem.upper[i]);
+    }
+    return design;
+  }
+
+  // What NLopt sees of an evaluated design; NaN becomes +HUGE_VAL (worst).
+  void OutputsOf(const CEvaluatedDesign& design, double* outputs) const {
+    const double sense = m_problem.minimize ? 1.0 : -1.0;
+    const double objective = sense * design.objective / m_problem.objectiveScale;
+    outputs[0] = std::isnan(objective) ? HUGE_VAL : objective;
+    for (int k = 0; k < m_constraintCount; ++k) {
+      outputs[k + 1] = std::isnan(design.constraints[k]) ? HUGE_VAL : design.constraints[k];
+    }
+  }
+
+  // Evaluates a point NLopt asked for, unless it is the cached one; it may
+  // improve the run's best.
+  void EnsureEvaluated(const double* freeValues) {
+    if (m_cacheValid && std::equal(m_cachedFree.begin(), m_cachedFree.end(), freeValues)) return;
+    m_cachedFree.assign(freeValues, freeValues + m_free.size());
+    const CEvaluatedDesign design = EvaluateFull(DesignAt(freeValues));
+    m_cachedOutputs.resize(m_constraintCount + 1);
+    OutputsOf(design, m_cachedOutputs.data());
+    m_cacheValid = true;
+    m_jacobianValid = false;
+    if (IsBetterDesign(design, m_run->best, m_problem.minimize, m_problem.tolerance)) {
+      m_run->best = design;
+      if (static_cast<int>(m_run->improvements.size()) >= m_maxImprovements && m_maxImprovements > 0) {
+        m_run->improvements.back() = design;
+      } else if (m_maxImprovements > 0) {
+        m_run->improvements.push_back(design);
+      }
+    }
+  }
+
+  void EnsureJacobian() {
+    if (m_jacobianValid) return;
+    const FVectorFunction outputs = [this](const double* freeValues, double* values) {
+      OutputsOf(EvaluateFull(DesignAt(freeValues)), values);
+    };
+    EstimateJacobian(outputs, m_constraintCount + 1, m_cachedFree, m_cachedOutputs, m_differences, m_jacobian);
+    ++m_gradients;
+    m_jacobianValid = true;
+  }
+
+  // Copies the rows of the given outputs (1 = first constraint) into NLopt's gradient.
+  void CopyRows(const std::vector<int>& rows, double* gradient) const {
+    const size_t n = m_free.size();
+    for (size_t r = 0; r < rows.size(); ++r) {
+      std::copy_n(m_jacobian.begin() + rows[r] * n, n, gradient + r * n);
+    }
+  }
+
+  static double Objective(unsigned, const double* freeValues, double* gradient, void* data) {
+    auto* search = static_cast<CLocalSearch*>(data);
+    double value = HUGE_VAL;
+    search->Guarded([&] {
+      search->EnsureEvaluated(freeValues);
+      if (gradient != nullptr) {
+        search->EnsureJacobian();
+        search->CopyRows({0}, gradient);
+      }
+      value = search->m_cachedOutputs[0];
+    });
+    return value;
+  }
+
+  static void Constraints(const std::vector<int>& which, double* result, const double* freeValues,
+                          double* gradient, CLocalSearch* search) {
+    search->EnsureEvaluated(freeValues);
+    std::vector<int> rows;
+    for (size_t r = 0; r < which.size(); ++r) {
+      result[r] = search->m_cachedOutputs[which[r] + 1];
+      rows.push_back(which[r] + 1);
+    }
+    if (gradient != nullptr) {
+      search->EnsureJacobian();
+      search->CopyRows(rows, gradient);
+    }
+  }
+
+  static void Inequalities(unsigned, double* result, unsigned, const double* freeValues, double* gradient,
+                           void* data) {
+    auto* search = static_cast<CLocalSearch*>(data);
+    search->Guarded([&] { Constraints(search->m_inequalities, result, freeValues, gradient, search); });
+  }
+
+  static void Equalities(unsigned, double* result, unsigned, const double* freeValues, double* gradient,
+                         void* data) {
+    auto* search = static_cast<CLocalSearch*>(data);
+    search->Guarded([&] { Constraints(search->m_equalities, result, freeValues, gradient, search); });
+  }
+
+  const CContinuousProblem& m_problem;     // not owned
+  const COptimizerSettings& m_settings;    // not owned
+  int m_maxImprovements;                   // improvements kept per run
+  int m_constraintCount;                   // constraints of the problem
+  std::vector<int> m_free;                 // variables with lower < upper, ascending
+  std::vector<int> m_inequalities;         // constraint indices of inequalities
+  std::vector<int> m_equalities;           // constraint indices of equalities
+  CFiniteDifferenceSetup m_differences;    // over the free variables
+  std::vector<double> m_design;            // the current run's design; fixed variables at their values
+  CLocalRun* m_run = nullptr;              // the run in progress; null between runs
+  bool m_cacheValid = false;               // m_cachedFree was evaluated in this run
+  std::vector<double> m_cachedFree;        // free values of the last point NLopt asked for
+  std::vector<double> m_cachedOutputs;     // NLopt's values there: objective, then constraints
+  bool m_jacobianValid = false;            // m_jacobian belongs to m_cachedFree
+  std::vector<double> m_jacobian;          // (1 + constraints) x free variables, row-major
+  int m_gradients = 0;                     // Jacobians estimated
+  nlopt_opt m_optimizer = nullptr;         // the optimiser running; null between runs
+  std::exception_ptr m_failure;            // exception of a callback, rethrown after NLopt returns
+};
+
+}  // namespace
+
+COptimizationResult Optimize(const CContinuousProblem& problem, const std::vector<std::vector<double>>& startPoints,
+                             const COptimizerSettings& settings, int maxImprovements) {
+  if (startPoints.empty()) throw std::invalid_argument("the optimiser needs at least one start point");
+  CLocalSearch search(problem, settings, maxImprovements);
+  COptimizationResult result;
+  for (size_t s = 0; s < startPoints.size(); ++s) {
+    result.runs.push_back(search.Run(startPoints[s], static_cast<int>(s)));
+    result.analyses += result.runs.back().analyses;
+    if (IsBetterDesign(result.runs.back().best, result.Best(), problem.minimize, problem.tolerance)) {
+      result.bestRun = static_cast<int>(s);
+    }
+  }
+  result.gradients = search.Gradients();
+  return result;
+}

@@ -1,0 +1,71 @@
+#pragma once
+
+// The continuous optimiser: local searches with NLopt from one or several
+// start points, keeping the best design found.
+//
+//   CContinuousProblem problem;            // bounds, constraint kinds, evaluate
+//   COptimizationResult result = Optimize(problem, {start}, settings);
+//   const CEvaluatedDesign& best = result.Best();
+//
+// Algorithms (Johnson, The NLopt nonlinear-optimization package):
+//   "slsqp"  sequential quadratic programming (Kraft 1988), the default;
+//   "cobyla" linear approximations, no gradients (Powell 1994);
+//   "auglag" augmented Lagrangian (Conn, Gould & Toint 1991; Birgin &
+//            Martinez 2008) around limited-memory BFGS (Nocedal 1980).
+// Gradients are finite differences (FiniteDifference.h).
+//
+// Every design evaluated lies within the bounds: the optimiser's iterates are
+// clamped before evaluation, and variables whose bounds are equal are held at
+// that value and left out of the local search. The best design of a run is
+// the best (IsBetterDesign, Design.h) of the designs the algorithm asked for;
+// the points of finite differences take no part. A run that NLopt ends with
+// an error still yields the best design it evaluated.
+//
+// Cost: per iteration one analysis plus, for gradient-based algorithms, one
+// (forward) or two (central) analyses per free variable.
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "Design.h"
+#include "Problem.h"
+
+struct CContinuousProblem {
+  std::vector<double> lower;             // lower bound of each variable
+  std::vector<double> upper;             // upper bound of each variable; >= lower
+  std::vector<double> typicalMagnitude;  // of each variable, > 0; sets finite-difference steps
+  std::vector<double> relativeStep;      // finite-difference step of each variable; 0 for the settings' step
+  std::vector<bool> isEquality;          // one flag per constraint
+  bool minimize = true;                  // sense of the objective
+  double objectiveScale = 1.0;           // the local search works on objective / scale; > 0
+  double tolerance = 1e-6;               // largest maximum constraint value still feasible
+  // Evaluates a design: (design, objective, scaled constraint values).
+  std::function<void(const double*, double*, double*)> evaluate;
+};
+
+// One local search.
+struct CLocalRun {
+  int startIndex = 0;          // which start point it began from
+  CEvaluatedDesign start;      // the start point, clamped into the bounds, evaluated
+  std::vector<CEvaluatedDesign> improvements;  // designs that improved on the run's best, in order; bounded
+  CEvaluatedDesign best;       // the run's best design (the start when nothing improved on it)
+  int status = 0;              // NLopt's result code; 0 when no search was needed (no free variable)
+  std::string statusText;      // the code in words
+  int analyses = 0;            // analyses of this run, finite differences included
+};
+
+struct COptimizationResult {
+  std::vector<CLocalRun> runs;  // one per start point, in order
+  int bestRun = 0;              // index of the run holding the best design
+  int analyses = 0;             // evaluations of the problem, finite differences included
+  int gradients = 0;            // gradient estimates
+  const CEvaluatedDesign& Best() const { return runs[bestRun].best; }
+};
+
+// Runs one local search from each start point (at least one; each holds one
+// value per variable) and returns them all. `maxImprovements` bounds the
+// improvements kept per run: beyond it, the last kept one is replaced, so the
+// run's final best is always the last entry.
+COptimizationResult Optimize(const CContinuousProblem& problem, const std::vector<std::vector<double>>& startPoints,
+                             const COptimizerSettings& settings, int maxImprovements);

@@ -1,0 +1,221 @@
+// The continuous optimiser on problems with known optima: active bounds,
+// inequality and equality constraints, both senses, several start points,
+// fixed variables, infeasible problems.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <stdexcept>
+
+#include "FiniteDifference.h"
+#include "LatinHypercube.h"
+#include "Optimizer.h"
+
+namespace {
+
+CContinuousProblem Box(std::vector<double> lower, std::vector<double> upper) {
+  CContinuousProblem problem;
+  problem.typicalMagnitude.assign(lower.size(), 1.0);
+  problem.relativeStep.assign(lower.size(), 0.0);
+  problem.lower = std::move(lower);
+  problem.upper = std::move(upper);
+  problem.tolerance = 1e-6;
+  return problem;
+}
+
+COptimizerSettings Settings(const char* algorithm) {
+  COptimizerSettings settings;
+  settings.algorithm = algorithm;
+  settings.maxEvaluations = 5000;
+  return settings;
+}
+
+// min x^2 + y^2 subject to x + y >= 1: optimum (0.5, 0.5), objective 0.5.
+CContinuousProblem HalfPlane() {
+  CContinuousProblem problem = Box({-3, -3}, {3, 3});
+  problem.isEquality = {false};
+  problem.evaluate = [](const double* x, double* objective, double* constraints) {
+    *objective = x[0] * x[0] + x[1] * x[1];
+    constraints[0] = 1.0 - (x[0] + x[1]);  // ">= 1" scaled by 1
+  };
+  return problem;
+}
+
+class EveryAlgorithm : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(EveryAlgorithm, FindsTheOptimumOnAnActiveInequality) {
+  const COptimizationResult result = Optimize(HalfPlane(), {{2.0, -1.0}}, Settings(GetParam()), 50);
+  const CEvaluatedDesign& best = result.Best();
+  EXPECT_NEAR(best.values[0], 0.5, 1e-4);
+  EXPECT_NEAR(best.values[1], 0.5, 1e-4);
+  EXPECT_NEAR(best.objective, 0.5, 1e-6);
+  EXPECT_LE(best.maxConstraint, 1e-6);
+  EXPECT_GT(result.analyses, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Optimizer, EveryAlgorithm, ::testing::Values("slsqp", "cobyla", "auglag"));
+
+TEST(Optimizer, StopsAtActiveBoundsAndNeverEvaluatesOutsideThem) {
+  CContinuousProblem problem = Box({0, 0}, {2, 5});
+  bool leftTheBox = false;
+  problem.evaluate = [&](const double* x, double* objective, double*) {
+    leftTheBox |= x[0] < 0 || x[0] > 2 || x[1] < 0 || x[1] > 5;
+    *objective = (x[0] - 3) * (x[0] - 3) + (x[1] + 1) * (x[1] + 1);
+  };
+  const CEvaluatedDesign best = Optimize(problem, {{1.0, 1.0}}, Settings("slsqp"), 50).Best();
+  EXPECT_FALSE(leftTheBox);
+  EXPECT_EQ(best.values[0], 2.0);  // exactly on the bound
+  EXPECT_NEAR(best.values[1], 0.0, 1e-9);
+  EXPECT_NEAR(best.objective, 2.0, 1e-9);
+  EXPECT_EQ(best.maxConstraint, 0.0);  // no constraint: nothing violated
+}
+
+TEST(Optimizer, SatisfiesAnEqualityConstraint) {
+  // min x + y subject to x^2 + y^2 == 2: optimum (-1, -1).
+  CContinuousProblem problem = Box({-2, -2}, {2, 2});
+  problem.isEquality = {true};
+  problem.evaluate = [](const double* x, double* objective, double* constraints) {
+    *objective = x[0] + x[1];
+    constraints[0] = x[0] * x[0] + x[1] * x[1] - 2.0;
+  };
+  const CEvaluatedDesign best = Optimize(problem, {{-0.5, -1.5}}, Settings("slsqp"), 50).Best();
+  EXPECT_NEAR(best.values[0], -1.0, 1e-4);
+  EXPECT_NEAR(best.values[1], -1.0, 1e-4);
+  EXPECT_LE(best.maxConstraint, 1e-6);
+}
+
+TEST(Optimizer, MaximisesWhenAsked) {
+  // max x * y subject to x + y <= 4: optimum (2, 2), objective 4.
+  CContinuousProblem problem = Box({0, 0}, {10, 10});
+  problem.minimize = false;
+  problem.isEquality = {false};
+  problem.evaluate = [](const double* x, double* objective, double* constraints) {
+    *objective = x[0] * x[1];
+    constraints[0] = x[0] + x[1] - 4.0;
+  };
+  const CEvaluatedDesign best = Optimize(problem, {{1.0, 0.5}}, Settings("slsqp"), 50).Best();
+  EXPECT_NEAR(best.objective, 4.0, 1e-6);
+}
+
+TEST(Optimizer, SeveralStartPointsKeepTheBestLocalOptimum) {
+  // (x^2 - 1)^2 + 0.3 x has a local minimum near x = 0.96 and the global one near x = -1.04.
+  CContinuousProblem problem = Box({-2}, {2});
+  problem.evaluate = [](const double* x, double* objective, double*) {
+    *objective = (x[0] * x[0] - 1) * (x[0] * x[0] - 1) + 0.3 * x[0];
+  };
+  const COptimizationResult one = Optimize(problem, {{0.9}}, Settings("slsqp"), 50);
+  EXPECT_GT(one.Best().values[0], 0.5);
+  const COptimizationResult two = Optimize(problem, {{0.9}, {-0.9}}, Settings("slsqp"), 50);
+  ASSERT_EQ(two.runs.size(), 2u);
+  EXPECT_EQ(two.bestRun, 1);
+  EXPECT_LT(two.Best().values[0], -1.0);
+}
+
+TEST(Optimizer, HoldsVariablesWithEqualBoundsAndClampsTheStart) {
+  CContinuousProblem problem = Box({3, -1}, {3, 1});
+  problem.evaluate = [](const double* x, double* objective, double*) {
+    *objective = (x[1] - 0.25) * (x[1] - 0.25) + x[0];
+  };
+  const COptimizationResult result = Optimize(problem, {{7.0, 9.0}}, Settings("slsqp"), 50);
+  EXPECT_EQ(result.runs[0].start.values, (std::vector<double>{3.0, 1.0}));
+  EXPECT_EQ(result.Best().values[0], 3.0);
+  EXPECT_NEAR(result.Best().values[1], 0.25, 1e-6);
+
+  CContinuousProblem allFixed = Box({3}, {3});
+  allFixed.evaluate = [](const double* x, double* objective, double*) { *objective = x[0]; };
+  const COptimizationResult fixed = Optimize(allFixed, {{0.0}}, Settings("slsqp"), 50);
+  EXPECT_EQ(fixed.analyses, 1);
+  EXPECT_EQ(fixed.Best().objective, 3.0);
+}
+
+TEST(Optimizer, AnInfeasibleProblemYieldsItsLeastInfeasibleDesign) {
+  // x <= -1 cannot hold on [0, 1]; the least violation is at x = 0.
+  CContinuousProblem problem = Box({0}, {1});
+  problem.isEquality = {false};
+  problem.evaluate = [](const double* x, double* objective, double* constraints) {
+    *objective = -x[0];
+    constraints[0] = x[0] + 1.0;
+  };
+  const CEvaluatedDesign best = Optimize(problem, {{0.7}}, Settings("slsqp"), 50).Best();
+  EXPECT_NEAR(best.values[0], 0.0, 1e-9);
+  EXPECT_NEAR(best.maxConstraint, 1.0, 1e-9);
+}
+
+TEST(Optimizer, KeepsABoundedHistoryWhoseLastEntryIsTheBest) {
+  const COptimizationResult result = Optimize(HalfPlane(), {{3.0, -3.0}}, Settings("cobyla"), 3);
+  const CLocalRun& run = result.runs[0];
+  ASSERT_FALSE(run.improvements.empty());
+  EXPECT_LE(run.improvements.size(), 3u);
+  EXPECT_EQ(run.improvements.back().values, run.best.values);
+}
+
+TEST(Optimizer, AnEvaluationThatThrowsEndsTheSearchWithItsException) {
+  CContinuousProblem problem = HalfPlane();
+  int calls = 0;
+  problem.evaluate = [&](const double*, double*, double*) {
+    if (++calls == 5) throw std::runtime_error("analysis failed");
+  };
+  EXPECT_THROW(Optimize(problem, {{0.0, 0.0}}, Settings("slsqp"), 50), std::runtime_error);
+}
+
+TEST(FiniteDifference, CentralEstimatesAreAccurateAndStayInsideTheBounds) {
+  CFiniteDifferenceSetup setup{EGradientKind::Central, {0, 0}, {1, 2}, {1, 1},
+                               {DefaultRelativeStep(EGradientKind::Central), DefaultRelativeStep(EGradientKind::Central)}};
+  bool outside = false;
+  const FVectorFunction function = [&](const double* x, double* out) {
+    outside |= x[0] < 0 || x[0] > 1 || x[1] < 0 || x[1] > 2;
+    out[0] = std::sin(x[0]) * x[1] * x[1];
+  };
+  for (const std::vector<double>& x : {std::vector<double>{0.5, 1.0}, {1.0, 2.0}, {0.0, 0.0}}) {
+    std::vector<double> atX(1);
+    function(x.data(), atX.data());
+    std::vector<double> jacobian;
+    const int evaluations = EstimateJacobian(function, 1, x, atX, setup, jacobian);
+    EXPECT_NEAR(jacobian[0], std::cos(x[0]) * x[1] * x[1], 1e-6);
+    EXPECT_NEAR(jacobian[1], 2 * std::sin(x[0]) * x[1], 1e-6);
+    EXPECT_LE(evaluations, 4);
+  }
+  EXPECT_FALSE(outside);
+}
+
+TEST(FiniteDifference, ForwardDifferencesUseOneAnalysisPerVariable) {
+  CFiniteDifferenceSetup setup{EGradientKind::Forward, {-5, -5, 2}, {5, 5, 2}, {1, 1, 1},
+                               std::vector<double>(3, DefaultRelativeStep(EGradientKind::Forward))};
+  const FVectorFunction function = [](const double* x, double* out) {
+    out[0] = 3 * x[0] - x[1];
+    out[1] = x[0] * x[1] + x[2];
+  };
+  const std::vector<double> x{1.0, 2.0, 2.0};
+  std::vector<double> atX(2);
+  function(x.data(), atX.data());
+  std::vector<double> jacobian;
+  EXPECT_EQ(EstimateJacobian(function, 2, x, atX, setup, jacobian), 2);  // the fixed third variable costs nothing
+  EXPECT_NEAR(jacobian[0], 3.0, 1e-6);
+  EXPECT_NEAR(jacobian[1], -1.0, 1e-6);
+  EXPECT_EQ(jacobian[2], 0.0);
+  EXPECT_NEAR(jacobian[3], 2.0, 1e-6);
+  EXPECT_NEAR(jacobian[4], 1.0, 1e-6);
+}
+
+TEST(LatinHypercube, PutsOnePointInEveryStratumOfEveryVariable) {
+  const std::vector<double> lower{0, -10, 5};
+  const std::vector<double> upper{1, 10, 5};
+  const auto points = LatinHypercube(7, lower, upper, 42);
+  ASSERT_EQ(points.size(), 7u);
+  for (size_t variable = 0; variable < 2; ++variable) {
+    std::vector<int> perStratum(7, 0);
+    for (const auto& point : points) {
+      const double position = (point[variable] - lower[variable]) / (upper[variable] - lower[variable]);
+      ++perStratum[std::min(6, static_cast<int>(position * 7))];
+    }
+    EXPECT_EQ(perStratum, std::vector<int>(7, 1));
+  }
+  for (const auto& point : points) EXPECT_EQ(point[2], 5.0);
+}
+
+TEST(LatinHypercube, DependsOnlyOnTheSeed) {
+  EXPECT_EQ(LatinHypercube(5, {0, 0}, {1, 1}, 7), LatinHypercube(5, {0, 0}, {1, 1}, 7));
+  EXPECT_NE(LatinHypercube(5, {0, 0}, {1, 1}, 7), LatinHypercube(5, {0, 0}, {1, 1}, 8));
+}
+
+}  // namespace

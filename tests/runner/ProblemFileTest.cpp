@@ -1,0 +1,174 @@
+// Reading problem files: a sound file becomes the problem it describes, and
+// every kind of mistake is reported with file, line, field and reason.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "ProblemFile.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+// A sound problem; each bad case below replaces one line of it (1-based).
+const char* const kSoundProblem = R"(name = "plate"
+description = "a plate of catalogue thickness"
+sense = "min"
+tolerance = 1e-6
+objective = "w * t * density"
+[sets]
+thickness = { from = 0.0625, to = 1.0, step = 0.0625 }
+[variables.w]
+lower = 10
+upper = 60
+start = 20
+[variables.t]
+kind = "set"
+set = "thickness"
+lower = 0.1
+[variables.n]
+kind = "integer"
+lower = 1.5
+upper = 7.8
+[equations]
+density = "7.85 + 0 * n"
+[constraints]
+stiffness = "w * t^3 >= 2"
+area = { expression = "w * t <= 30", scale = 10 }
+)";
+
+std::string WithLine(int lineNumber, const std::string& replacement) {
+  std::string text = kSoundProblem;
+  size_t begin = 0;
+  for (int line = 1; line < lineNumber; ++line) begin = text.find('\n', begin) + 1;
+  const size_t end = text.find('\n', begin);
+  return text.replace(begin, end - begin, replacement);
+}
+
+std::string ErrorsOf(const std::string& text) {
+  try {
+    ParseProblem(text, "plate.toml");
+  } catch (const CProblemFileError& error) {
+    return error.what();
+  }
+  return "(no error)";
+}
+
+TEST(ProblemFile, ReadsASoundFileInDeclarationOrder) {
+  const CProblem problem = ParseProblem(kSoundProblem, "plate.toml");
+  EXPECT_EQ(problem.name, "plate");
+  EXPECT_TRUE(problem.minimize);
+  ASSERT_EQ(problem.variables.size(), 3u);
+  EXPECT_EQ(problem.variables[0].name, "w");
+  EXPECT_EQ(problem.variables[1].name, "t");
+  EXPECT_EQ(problem.variables[2].name, "n");
+  EXPECT_EQ(problem.variables[1].kind, EVariableKind::Set);
+  EXPECT_EQ(problem.variables[1].setIndex, 0);
+  ASSERT_EQ(problem.sets.size(), 1u);
+  EXPECT_EQ(problem.sets[0].values.size(), 16u);
+  EXPECT_EQ(problem.sets[0].values.back(), 1.0);
+  ASSERT_EQ(problem.constraints.size(), 2u);
+  EXPECT_EQ(problem.constraints[0].name, "stiffness");
+  EXPECT_EQ(problem.constraints[0].kind, EConstraintKind::AtLeast);
+  EXPECT_EQ(problem.constraints[0].expression, "w * t^3");
+  EXPECT_EQ(problem.constraints[0].bound, 2.0);
+  EXPECT_EQ(problem.constraints[1].scale, 10.0);
+  EXPECT_EQ(problem.constraints[1].kind, EConstraintKind::AtMost);
+}
+
+TEST(ProblemFile, MovesDiscreteBoundsOntoAllowedValuesAndSaysSo) {
+  const CProblem problem = ParseProblem(kSoundProblem, "plate.toml");
+  const CProblemVariable& t = problem.variables[1];
+  EXPECT_EQ(t.lower, 0.125);  // 0.1 moved up to the next set value
+  EXPECT_EQ(t.upper, 1.0);    // the set's largest value, as no upper bound is given
+  EXPECT_EQ(t.givenLower, 0.1);
+  const CProblemVariable& n = problem.variables[2];
+  EXPECT_EQ(n.lower, 2.0);
+  EXPECT_EQ(n.upper, 7.0);
+  EXPECT_TRUE(n.boundsMoved);
+  EXPECT_FALSE(problem.variables[0].boundsMoved);
+  EXPECT_THAT(problem.boundNotes,
+              ElementsAre("plate.toml:12: variables.t: lower bound 0.1 moved up to 0.125 (a value of set 'thickness')",
+                          "plate.toml:16: variables.n: lower bound 1.5 rounded up to 2",
+                          "plate.toml:16: variables.n: upper bound 7.8 rounded down to 7"));
+}
+
+TEST(ProblemFile, ValuesWithinRoundingOfAnAllowedValueAreTakenAsIt) {
+  const CProblem problem = ParseProblem(WithLine(18, "lower = 1.9999999999999998"), "plate.toml");
+  EXPECT_EQ(problem.variables[2].lower, 2.0);
+  EXPECT_EQ(problem.boundNotes.size(), 2u);  // t's lower and n's upper only
+}
+
+struct CBadCase {
+  int line;                 // line of kSoundProblem to replace; 0 appends
+  const char* replacement;  // the replacing text
+  const char* expected;     // the error line expected
+};
+
+class ProblemFileMistake : public ::testing::TestWithParam<CBadCase> {};
+
+TEST_P(ProblemFileMistake, IsReportedWithFileLineFieldAndReason) {
+  const CBadCase& bad = GetParam();
+  const std::string text = bad.line == 0 ? std::string(kSoundProblem) + bad.replacement
+                                         : WithLine(bad.line, bad.replacement);
+  EXPECT_THAT(ErrorsOf(text), HasSubstr(bad.expected));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EveryKind, ProblemFileMistake,
+    ::testing::Values(
+        CBadCase{9, "lower = 70", "plate.toml:9: variables.w.lower: 70 is above upper bound 60"},
+        CBadCase{5, "objective = \"w * t * rho\"", "plate.toml:5: objective: unknown name 'rho' in 'w * t * rho'"},
+        CBadCase{7, "thickness = []", "plate.toml:7: sets.thickness: the set is empty"},
+        CBadCase{7, "thickness = [0.25, 0.125, 0.5]", "plate.toml:7: sets.thickness: values are not ascending: 0.125 follows 0.25"},
+        CBadCase{7, "thickness = [0.25, 0.25]", "values are not ascending: 0.25 follows 0.25"},
+        CBadCase{19, "upper = 3e9", "plate.toml:19: variables.n.upper: 3000000000 is beyond the 32-bit integer range -2147483648 .. 2147483647"},
+        CBadCase{11, "start = 61", "plate.toml:11: variables.w.start: 61 is outside the bounds 10 .. 60"},
+        CBadCase{21, "n = \"7.85\"", "plate.toml:21: equations.n: duplicate name 'n': already the name of a variable (line 16)"},
+        CBadCase{10, "uper = 60", "plate.toml:10: variables.w.uper: unknown key 'uper'; did you mean 'upper'?"},
+        CBadCase{10, "uper = 60", "plate.toml:8: variables.w.upper: missing; a number is required"},
+        CBadCase{9, "lower = \"ten\"", "plate.toml:9: variables.w.lower: 'ten' is not a number"},
+        CBadCase{3, "sense = \"minimum\"", "plate.toml:3: sense: \"minimum\" is not a sense; use \"min\" or \"max\""},
+        CBadCase{5, "", "plate.toml: objective: missing; the objective is required"},
+        CBadCase{14, "set = \"thick\"", "plate.toml:14: variables.t.set: unknown set 'thick'"},
+        CBadCase{23, "stiffness = \"w * t^3 > 2\"", "plate.toml:23: constraints.stiffness: '>' is not a constraint operator"},
+        CBadCase{23, "stiffness = \"w * t^3\"", "constraints.stiffness: no comparison"},
+        CBadCase{23, "stiffness = \"w * t^3 >= 2 * w\"", "constraints.stiffness: the value '2 * w' may not use names; move 'w' to the left-hand side"},
+        CBadCase{23, "stiffness = \"w >= 1 <= 3\"", "constraints.stiffness: more than one comparison"},
+        CBadCase{4, "tolerance = = 1", "plate.toml:4: "},
+        CBadCase{19, "upper = 1.9", "plate.toml:16: variables.n: no whole number lies between the bounds 1.5 and 1.9"},
+        CBadCase{15, "lower = 0.3\nupper = 0.31", "variables.t: no value of set 'thickness' lies between the bounds 0.3 and 0.31"},
+        CBadCase{8, "[variables.sin]", "plate.toml:8: variables.sin: 'sin' is the name of a function or constant"},
+        CBadCase{8, "[variables.2w]", "variables.2w: '2w' is not a usable name"},
+        CBadCase{21, "density = \"mass / 2\"\nmass = \"7.85\"", "equations.density: unknown name 'mass' in 'mass / 2' (an equation may use the variables and the equations above it)"},
+        CBadCase{4, "module_type = 2", "module_type: 2 is not a module type"},
+        CBadCase{4, "start_points = 4", "plate.toml:4: start_points: only a problem of module_type 1 has several start points"},
+        CBadCase{0, "[optimizer]\nalgorithm = \"bfgs\"\n", "optimizer.algorithm: \"bfgs\" is not an algorithm"},
+        CBadCase{7, "thickness = { from = 0.0625, to = 1.0, step = 0 }", "plate.toml:7: sets.thickness.step: 0 is not above 0"},
+        CBadCase{13, "kind = \"real\"", "plate.toml:13: variables.t.kind: \"real\" is not a kind"},
+        CBadCase{18, "set = \"thickness\"\nlower = 1.5", "variables.n.set: only a variable of kind \"set\" takes its values from a set"},
+        CBadCase{1, "name = \"my plate\"", "plate.toml:1: name: \"my plate\" may hold only letters, digits"},
+        CBadCase{24, "area = { expression = \"w * t <= 30\", scale = -1 }", "plate.toml:24: constraints.area.scale: -1 is not above 0"},
+        CBadCase{0, "[limits]\nmax_nodes = 0\n", "limits.max_nodes: 0 is not between 1 and 2147483647"},
+        CBadCase{5, "objective = \"w * (t\"", "objective: cannot read 'w * (t'"}));
+
+TEST(ProblemFile, ReportsEveryMistakeNotOnlyTheFirst) {
+  std::string text = WithLine(9, "lower = 70");
+  text.replace(text.find("sense = \"min\""), 13, "sense = \"up\"");
+  const std::string errors = ErrorsOf(text);
+  EXPECT_THAT(errors, HasSubstr("plate.toml:3: sense"));
+  EXPECT_THAT(errors, HasSubstr("plate.toml:9: variables.w.lower"));
+  EXPECT_LT(errors.find(":3:"), errors.find(":9:"));  // in order of lines
+}
+
+TEST(ProblemFile, AMissingFileIsReportedByName) {
+  try {
+    ReadProblemFile("/nonexistent/gear.toml");
+    FAIL();
+  } catch (const CProblemFileError& error) {
+    EXPECT_STREQ(error.what(), "/nonexistent/gear.toml: cannot open the file");
+  }
+}
+
+}  // namespace
