@@ -70,105 +70,76 @@ const std::vector<std::string>& AwkwardTexts() {
 const size_t kArrayLengths[] = {0, 1, 3, 20};
 
 // Fills each field from a running counter offset by the seed, so that
-// different fields and different seeds get different values.
+// different fields and different seeds get different values; lists (and the
+// lists inside lists) take the lengths 0, 1, 3 and 20 in turn.
 class CFieldFiller final : public CFieldVisitor {
  public:
   explicit CFieldFiller(unsigned seed) : m_next(seed) {}
 
-  void Field(const char*, pvINT32& value) override { value = NextInteger(); }
-  void Field(const char*, pvUINT32& value) override { value = 0xFFFFFFFFul - m_next++; }
-  void Field(const char*, pvFLOAT64& value) override { value = NextDouble(); }
-  void Field(const char*, std::string& value) override { value = NextText(); }
-  void Field(const char*, std::vector<pvINT32>& value) override { value = NextIntegers(); }
-  void Field(const char*, std::valarray<pvFLOAT64>& value) override {
-    value.resize(NextLength());
-    for (pvFLOAT64& item : value) item = NextDouble();
-  }
-  void Field(const char*, std::vector<std::string>& value) override {
-    value.resize(NextLength());
-    for (std::string& text : value) text = NextText();
-  }
-  void Field(const char*, std::vector<std::vector<pvINT32>>& value) override {
-    value.resize(NextLength());
-    for (std::vector<pvINT32>& list : value) list = NextIntegers();
-  }
-  void Field(const char*, std::vector<std::vector<pvFLOAT64>>& value) override {
-    value.resize(NextLength());
-    for (std::vector<pvFLOAT64>& list : value) {
-      list.resize(NextLength());
-      for (pvFLOAT64& item : list) item = NextDouble();
-    }
-  }
+  void Field(const char*, pvINT32& value) override { Fill(value); }
+  void Field(const char*, pvUINT32& value) override { Fill(value); }
+  void Field(const char*, pvFLOAT64& value) override { Fill(value); }
+  void Field(const char*, std::string& value) override { Fill(value); }
+  void Field(const char*, std::vector<pvINT32>& value) override { Fill(value); }
+  void Field(const char*, std::valarray<pvFLOAT64>& value) override { Fill(value); }
+  void Field(const char*, std::vector<std::string>& value) override { Fill(value); }
+  void Field(const char*, std::vector<std::vector<pvINT32>>& value) override { Fill(value); }
+  void Field(const char*, std::vector<std::vector<pvFLOAT64>>& value) override { Fill(value); }
 
  private:
-  long NextInteger() {
+  void Fill(pvINT32& value) {
     const unsigned n = m_next++;
-    if (n % 7 == 0) return std::numeric_limits<int32_t>::min();
-    if (n % 7 == 1) return std::numeric_limits<int32_t>::max();
-    return static_cast<long>(n * 2654435761u % 200000) - 100000;
+    if (n % 7 == 0) value = std::numeric_limits<int32_t>::min();
+    else if (n % 7 == 1) value = std::numeric_limits<int32_t>::max();
+    else value = static_cast<long>(n * 2654435761u % 200000) - 100000;
   }
-  double NextDouble() { return AwkwardDoubles()[m_next++ % AwkwardDoubles().size()]; }
-  std::string NextText() { return AwkwardTexts()[m_next++ % AwkwardTexts().size()]; }
-  size_t NextLength() { return kArrayLengths[m_next++ % 4]; }
-  std::vector<pvINT32> NextIntegers() {
-    std::vector<pvINT32> list(NextLength());
-    for (pvINT32& item : list) item = NextInteger();
-    return list;
+  void Fill(pvUINT32& value) { value = 0xFFFFFFFFul - m_next++; }
+  void Fill(pvFLOAT64& value) { value = AwkwardDoubles()[m_next++ % AwkwardDoubles().size()]; }
+  void Fill(std::string& value) { value = AwkwardTexts()[m_next++ % AwkwardTexts().size()]; }
+  template <class TList>
+  void Fill(TList& list) {
+    list.resize(kArrayLengths[m_next++ % 4]);
+    for (auto& item : list) Fill(item);
   }
 
   unsigned m_next;  // drives every value
 };
 
+// "name=value" per field; lists as "[count] item item ...", nested in braces.
 class CFieldDescriber final : public CFieldVisitor {
  public:
-  void Field(const char* name, pvINT32& value) override { m_text << name << '=' << static_cast<long>(value) << '\n'; }
-  void Field(const char* name, pvUINT32& value) override {
-    m_text << name << '=' << CValueAccess::Get(value) << '\n';
-  }
-  void Field(const char* name, pvFLOAT64& value) override { m_text << name << '=' << Hex(value) << '\n'; }
-  void Field(const char* name, std::string& value) override {
-    m_text << name << "=[" << value.size() << "]" << value << '\n';
-  }
-  void Field(const char* name, std::vector<pvINT32>& value) override {
-    m_text << name << '=' << Integers(value) << '\n';
-  }
-  void Field(const char* name, std::valarray<pvFLOAT64>& value) override {
-    m_text << name << "=[" << value.size() << "]";
-    for (const pvFLOAT64& item : value) m_text << ' ' << Hex(item);
-    m_text << '\n';
-  }
-  void Field(const char* name, std::vector<std::string>& value) override {
-    m_text << name << "=[" << value.size() << "]";
-    for (const std::string& text : value) m_text << " [" << text.size() << "]" << text;
-    m_text << '\n';
-  }
-  void Field(const char* name, std::vector<std::vector<pvINT32>>& value) override {
-    m_text << name << "=[" << value.size() << "]";
-    for (const std::vector<pvINT32>& list : value) m_text << ' ' << Integers(list);
-    m_text << '\n';
-  }
-  void Field(const char* name, std::vector<std::vector<pvFLOAT64>>& value) override {
-    m_text << name << "=[" << value.size() << "]";
-    for (const std::vector<pvFLOAT64>& list : value) {
-      m_text << " {";
-      for (const pvFLOAT64& item : list) m_text << ' ' << Hex(item);
-      m_text << " }";
-    }
-    m_text << '\n';
-  }
+  void Field(const char* name, pvINT32& value) override { Describe(name, value); }
+  void Field(const char* name, pvUINT32& value) override { Describe(name, value); }
+  void Field(const char* name, pvFLOAT64& value) override { Describe(name, value); }
+  void Field(const char* name, std::string& value) override { Describe(name, value); }
+  void Field(const char* name, std::vector<pvINT32>& value) override { Describe(name, value); }
+  void Field(const char* name, std::valarray<pvFLOAT64>& value) override { Describe(name, value); }
+  void Field(const char* name, std::vector<std::string>& value) override { Describe(name, value); }
+  void Field(const char* name, std::vector<std::vector<pvINT32>>& value) override { Describe(name, value); }
+  void Field(const char* name, std::vector<std::vector<pvFLOAT64>>& value) override { Describe(name, value); }
 
   std::string Text() const { return m_text.str(); }
 
  private:
-  static std::string Hex(double value) {
-    char text[24];
-    std::snprintf(text, sizeof text, "%016" PRIx64, Bits(value));
-    return text;
+  template <class TValue>
+  void Describe(const char* name, const TValue& value) {
+    m_text << name << '=';
+    Put(value);
+    m_text << '\n';
   }
-  static std::string Integers(const std::vector<pvINT32>& list) {
-    std::string text = "[" + std::to_string(list.size()) + "]";
-    for (const pvINT32& item : list) text += ' ' + std::to_string(static_cast<long>(item));
-    return text;
+  void Put(const pvINT32& value) { m_text << ' ' << static_cast<long>(value); }
+  void Put(const pvUINT32& value) { m_text << ' ' << CValueAccess::Get(value); }
+  void Put(const pvFLOAT64& value) {
+    char text[24];
+    std::snprintf(text, sizeof text, " %016" PRIx64, Bits(value));
+    m_text << text;
+  }
+  void Put(const std::string& value) { m_text << " [" << value.size() << "]" << value; }
+  template <class TList>
+  void Put(const TList& list) {
+    m_text << " {[" << list.size() << "]";
+    for (const auto& item : list) Put(item);
+    m_text << " }";
   }
 
   std::ostringstream m_text;  // the description so far
@@ -215,28 +186,21 @@ std::string CPlainConnection::QueryText(const std::string& sql) {
 }
 
 std::string CPlainConnection::ReadBlob(const std::string& table, const std::string& where) {
-  sqlite3_stmt* statement = nullptr;
+  const std::string hex = QueryText("SELECT hex(data) FROM " + table + " WHERE " + where);
   std::string bytes;
-  const std::string sql = "SELECT data FROM " + table + " WHERE " + where;
-  if (sqlite3_prepare_v2(m_connection, sql.c_str(), -1, &statement, nullptr) == SQLITE_OK &&
-      sqlite3_step(statement) == SQLITE_ROW) {
-    const auto* data = static_cast<const char*>(sqlite3_column_blob(statement, 0));
-    bytes.assign(data, static_cast<size_t>(sqlite3_column_bytes(statement, 0)));
-  } else {
-    ADD_FAILURE() << sql << ": " << sqlite3_errmsg(m_connection);
-  }
-  sqlite3_finalize(statement);
+  for (size_t i = 0; i + 1 < hex.size(); i += 2) bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
   return bytes;
 }
 
 void CPlainConnection::WriteBlob(const std::string& table, const std::string& where, const std::string& bytes) {
-  sqlite3_stmt* statement = nullptr;
-  const std::string sql = "UPDATE " + table + " SET data = ?1 WHERE " + where;
-  ASSERT_EQ(sqlite3_prepare_v2(m_connection, sql.c_str(), -1, &statement, nullptr), SQLITE_OK) << sql;
-  sqlite3_bind_blob(statement, 1, bytes.data(), static_cast<int>(bytes.size()), SQLITE_TRANSIENT);
-  EXPECT_EQ(sqlite3_step(statement), SQLITE_DONE) << sqlite3_errmsg(m_connection);
-  EXPECT_EQ(sqlite3_changes(m_connection), 1) << sql;
-  sqlite3_finalize(statement);
+  std::string hex;
+  char digits[3];
+  for (const char byte : bytes) {
+    std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned char>(byte));
+    hex += digits;
+  }
+  Execute("UPDATE " + table + " SET data = x'" + hex + "' WHERE " + where);
+  EXPECT_EQ(sqlite3_changes(m_connection), 1) << "no row " << where << " in " << table;
 }
 
 pid_t RunInChild(const std::function<void()>& body) {

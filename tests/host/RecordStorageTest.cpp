@@ -6,7 +6,6 @@
 
 #include <cmath>
 #include <cstring>
-#include <limits>
 
 #include "HostTestSupport.h"
 #include "Records.h"
@@ -56,18 +55,6 @@ TEST_F(RecordStorage, FindObjectSeesAStoredRecordUnderItsWholeKey) {
   EXPECT_FALSE(probe.FindObject());
 }
 
-TEST_F(RecordStorage, PutObjectReplacesTheStoredRecord) {
-  StoredPoint(1, 0, 1);
-  const CDPoint second = StoredPoint(1, 0, 2);
-  CDPoint point(GetPOD());
-  point.m_nTaskID = 1;
-  point.m_nPointID = 0;
-  ASSERT_TRUE(point.GetObject());
-  CDPoint expected(GetPOD());
-  expected.Copy(second);
-  EXPECT_EQ(DescribeFields(point), DescribeFields(expected));
-}
-
 TEST_F(RecordStorage, OneObjectReadsRecordsUnderChangingKeysReplacingAllData) {
   CDPoint full(GetPOD());
   full.m_nTaskID = 3;
@@ -89,46 +76,24 @@ TEST_F(RecordStorage, OneObjectReadsRecordsUnderChangingKeysReplacingAllData) {
   EXPECT_EQ(reader.m_vaEval2.size(), 0u);
 }
 
-TEST_F(RecordStorage, AwkwardValuesRoundTripBitForBit) {
-  const double quietNaNWithPayload = std::nan("0x4d2");
-  double signallingNaN;
+// FillFields covers NaN payloads, infinities, -0.0, denormals, empty lists and
+// texts; here: a signalling NaN and a long array.
+TEST_F(RecordStorage, ASignallingNaNAndAHundredThousandValuesRoundTripBitForBit) {
   const uint64_t signallingBits = 0x7FF0000000000BADull;
-  std::memcpy(&signallingNaN, &signallingBits, sizeof signallingNaN);
-  const double edgeValues[] = {quietNaNWithPayload, -quietNaNWithPayload, signallingNaN,
-                               std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity(),
-                               -0.0, std::numeric_limits<double>::denorm_min(), 2.2250738585072009e-308};
-
   CDPoint point(GetPOD());
   point.m_nTaskID = 12;
-  point.m_nPointID = 3;
-  point.m_vaValues.resize(std::size(edgeValues));
-  for (size_t i = 0; i < std::size(edgeValues); ++i) point.m_vaValues[i] = edgeValues[i];
   point.m_vaData1.resize(100000);
   for (size_t i = 0; i < 100000; ++i) point.m_vaData1[i] = std::ldexp(static_cast<double>(i), -static_cast<int>(i % 1100));
+  double signallingNaN;
+  std::memcpy(&signallingNaN, &signallingBits, sizeof signallingNaN);
+  point.m_vaData1[99999] = signallingNaN;
   point.PutObject();
 
-  CDSet sets(GetPOD());
-  sets.m_nTaskID = 12;
-  sets.m_vSetNames = {"", std::string(70000, 'L') + "ü", "歯数"};
-  sets.m_vSetValues = {{}, {-0.0, 1e-320}, {}};
-  sets.m_vSetIDs = {std::numeric_limits<int32_t>::min(), 0, std::numeric_limits<int32_t>::max()};
-  sets.PutObject();
-
-  CDPoint pointRead(GetPOD());
-  pointRead.m_nTaskID = 12;
-  pointRead.m_nPointID = 3;
-  ASSERT_TRUE(pointRead.GetObject());
-  ASSERT_EQ(pointRead.m_vaValues.size(), std::size(edgeValues));
-  EXPECT_EQ(std::memcmp(&pointRead.m_vaValues[0], edgeValues, sizeof edgeValues), 0);
-  ASSERT_EQ(pointRead.m_vaData1.size(), 100000u);
-  EXPECT_EQ(std::memcmp(&pointRead.m_vaData1[0], &point.m_vaData1[0], 100000 * sizeof(double)), 0);
-  EXPECT_EQ(pointRead.m_vaEval3.size(), 0u);
-
-  CDSet setsRead(GetPOD());
-  setsRead.m_nTaskID = 12;
-  ASSERT_TRUE(setsRead.GetObject());
-  EXPECT_EQ(DescribeFields(setsRead), DescribeFields(sets));
-  EXPECT_TRUE(std::signbit(static_cast<double>(setsRead.m_vSetValues[1][0])));
+  CDPoint read(GetPOD());
+  read.m_nTaskID = 12;
+  ASSERT_TRUE(read.GetObject());
+  ASSERT_EQ(read.m_vaData1.size(), 100000u);
+  EXPECT_EQ(std::memcmp(&read.m_vaData1[0], &point.m_vaData1[0], 100000 * sizeof(double)), 0);
 }
 
 TEST_F(RecordStorage, SetCreateTimeStoresSecondsSinceTheEpoch) {
@@ -202,14 +167,15 @@ using AllRecordClasses =
     ::testing::Types<CTask, CResult, CIter, CDPoint, CDVar, CDSet, CDResp, CDObj, CDCons, CDEqn, CDLink>;
 TYPED_TEST_SUITE(EveryRecordClass, AllRecordClasses);
 
+// Each seed's record replaces the one before under the same key.
 TYPED_TEST(EveryRecordClass, EveryFieldRoundTripsExactly) {
   for (unsigned seed = 0; seed < 4; ++seed) {
     TypeParam written(GetPOD());
-    written.m_nTaskID = static_cast<long>(seed + 1);
+    written.m_nTaskID = 1;
     FillFields(written, seed);
     written.PutObject();
     TypeParam read(GetPOD());
-    read.m_nTaskID = static_cast<long>(seed + 1);
+    read.m_nTaskID = 1;
     ASSERT_TRUE(read.GetObject());
     EXPECT_EQ(DescribeFields(read), DescribeFields(written)) << "seed " << seed;
   }
