@@ -30,9 +30,9 @@
 #include <valarray>
 
 #include "DiscreteExport.h"
+#include "DiscreteNode.h"
+#include "DiscreteTree.h"
 
-class CDiscreteNode;
-class CDiscreteTree;
 class CLogFile;
 
 // ---------------------------------------------------------------------------
