@@ -19,6 +19,7 @@ struct CEvaluatedDesign {
   double objective = std::numeric_limits<double>::quiet_NaN();  // in the user's units and sense; NaN before evaluation
   std::vector<double> constraints;  // scaled constraint values (see above)
   double maxConstraint = std::numeric_limits<double>::infinity();  // largest scaled violation; +inf before evaluation
+  int analysis = 0;  // which analysis of its optimisation evaluated it, from 1; 0 before evaluation
 };
 
 // The maximum constraint value of scaled constraint values; `isEquality` has

@@ -144,6 +144,7 @@ class CLocalSearch {
     m_problem.evaluate(design.data(), &evaluated.objective, evaluated.constraints.data());
     evaluated.maxConstraint = MaxConstraint(evaluated.constraints, m_problem.isEquality);
     ++m_run->analyses;
+    evaluated.analysis = ++m_analyses;
     return evaluated;
   }
 
@@ -261,6 +262,7 @@ class CLocalSearch {
   bool m_jacobianValid = false;            // m_jacobian belongs to m_cachedFree
   std::vector<double> m_jacobian;          // (1 + constraints) x free variables, row-major
   int m_gradients = 0;                     // Jacobians estimated
+  int m_analyses = 0;                      // analyses of all runs so far
   nlopt_opt m_optimizer = nullptr;         // the optimiser running; null between runs
   std::exception_ptr m_failure;            // exception of a callback, rethrown after NLopt returns
 };

@@ -1,0 +1,166 @@
+#include "Search.h"
+
+#include <fmt/format.h>
+
+#include "Records.h"
+#include "TaskProblem.h"
+#include "Timing.h"
+
+namespace {
+
+// The result record and parent of a task, as the module left them.
+struct CTaskState {
+  int parentTaskId = 0;        // CTask m_nParentTaskID
+  int resultTask = 0;          // CResult m_nResultTask
+  bool discreteFeasible = false;  // CResult m_nDiscreteFeasible
+};
+
+CTaskState ReadTaskState(int taskId) {
+  CTaskState state;
+  CTask task(GetPOD());
+  task.m_nTaskID = taskId;
+  CResult result(GetPOD());
+  result.m_nTaskID = taskId;
+  if (!task.GetObject() || !result.GetObject()) {
+    throw CTaskDataError(fmt::format("task {}: its CTask or CResult record is missing", taskId));
+  }
+  state.parentTaskId = task.m_nParentTaskID;
+  state.resultTask = result.m_nResultTask;
+  state.discreteFeasible = result.m_nDiscreteFeasible != 0;
+  return state;
+}
+
+}  // namespace
+
+const char* Describe(ENodeOutcome outcome) {
+  switch (outcome) {
+    case ENodeOutcome::Infeasible: return "infeasible";
+    case ENodeOutcome::WorseThanIncumbent: return "worse than incumbent";
+    case ENodeOutcome::DiscreteFeasible: return "discrete feasible";
+    case ENodeOutcome::ToBranch: return "to branch";
+  }
+  return "?";
+}
+
+const char* Describe(ESearchEnd end) {
+  switch (end) {
+    case ESearchEnd::Complete: return "search complete";
+    case ESearchEnd::NodeLimit: return "stopped at the node limit";
+    case ESearchEnd::TimeLimit: return "stopped at the time limit";
+  }
+  return "?";
+}
+
+CBranchAndBoundSearch::CBranchAndBoundSearch(const CDiscreteModule& module, FSolveTask solveTask,
+                                             CSearchObserver& observer, const CSearchLimits& limits, CLogFile* log)
+    : m_module(module), m_solveTask(std::move(solveTask)), m_observer(observer), m_limits(limits), m_log(log) {}
+
+template <class FCall>
+auto CBranchAndBoundSearch::CallModule(const std::string& doing, FCall call) const {
+  try {
+    return call();
+  } catch (const std::exception& error) {
+    throw CModuleError(fmt::format("the module failed while {}: {}", doing, error.what()));
+  }
+}
+
+CSearchOutcome CBranchAndBoundSearch::Run(int searchTaskId) {
+  m_started = std::chrono::steady_clock::now();
+  m_outcome = CSearchOutcome();
+  m_outcome.searchTaskId = searchTaskId;
+  const CTaskProblem settings = [&] {
+    CLock lock(GetPOD(), 0);
+    return ReadTaskProblem(searchTaskId);
+  }();
+  m_mirror = CNodeMirror(settings.minimize, settings.tolerance);
+
+  SolveSearchTask();
+  int subtaskId = StartSearch();
+  while (subtaskId != 0) {
+    SolveAndPost(subtaskId);
+    if (HasReachedNodeLimit()) {
+      StopEarly(ESearchEnd::NodeLimit);
+      break;
+    }
+    if (HasRunOutOfTime()) {
+      StopEarly(ESearchEnd::TimeLimit);
+      break;
+    }
+    subtaskId = NextSubtask();
+  }
+  const CTaskState searchTask = ReadTaskState(searchTaskId);
+  m_outcome.resultTask = searchTask.resultTask;
+  m_outcome.discreteFeasible = searchTask.discreteFeasible;
+  m_outcome.seconds = ElapsedSeconds();
+  m_observer.OnEnd(m_outcome);
+  return m_outcome;
+}
+
+void CBranchAndBoundSearch::SolveSearchTask() {
+  m_searchSolution = m_solveTask(m_outcome.searchTaskId);
+  m_outcome.solverSeconds += m_searchSolution.seconds;
+}
+
+int CBranchAndBoundSearch::StartSearch() {
+  const int searchTaskId = m_outcome.searchTaskId;
+  const int firstSubtask = CallModule(fmt::format("starting the search of task {}", searchTaskId),
+                                      [&] { return m_module.GenDiscreteTask(searchTaskId, m_log); });
+  Report(searchTaskId, 0, m_searchSolution, ReadTaskState(searchTaskId).discreteFeasible);
+  if (firstSubtask != 0) m_mirror.ChildGenerated(ReadTaskState(firstSubtask).parentTaskId);
+  return firstSubtask;
+}
+
+void CBranchAndBoundSearch::SolveAndPost(int subtaskId) {
+  const CTaskSolution solution = m_solveTask(subtaskId);
+  m_outcome.solverSeconds += solution.seconds;
+  CallModule(fmt::format("posting subtask {}", subtaskId),
+             [&] { m_module.PostDiscreteTask(subtaskId, false); });
+  ++m_outcome.nodesSolved;
+  const CTaskState state = ReadTaskState(subtaskId);
+  Report(subtaskId, state.parentTaskId, solution, state.discreteFeasible);
+}
+
+int CBranchAndBoundSearch::NextSubtask() {
+  const int subtaskId = CallModule(fmt::format("making the subtask after node {}", m_outcome.nodesSolved),
+                                   [&] { return m_module.GenDiscreteTask(0, m_log); });
+  if (subtaskId != 0) m_mirror.ChildGenerated(ReadTaskState(subtaskId).parentTaskId);
+  return subtaskId;
+}
+
+void CBranchAndBoundSearch::StopEarly(ESearchEnd why) {
+  m_outcome.end = why;
+  CallModule(fmt::format("closing the search of task {} early", m_outcome.searchTaskId),
+             [&] { m_module.BranchBoundStop(m_outcome.searchTaskId); });
+}
+
+bool CBranchAndBoundSearch::HasReachedNodeLimit() const {
+  return m_limits.maxNodes > 0 && m_outcome.nodesSolved >= m_limits.maxNodes;
+}
+
+bool CBranchAndBoundSearch::HasRunOutOfTime() const {
+  return m_limits.timeLimit > 0 && ElapsedSeconds() >= m_limits.timeLimit;
+}
+
+void CBranchAndBoundSearch::Report(int taskId, int parentTaskId, const CTaskSolution& solution,
+                                   bool discreteFeasible) {
+  const int incumbentBefore = m_mirror.IncumbentTask();
+  CNodeSummary summary;
+  summary.node = m_outcome.nodesSolved;
+  summary.taskId = taskId;
+  summary.parentTaskId = parentTaskId;
+  summary.objective = solution.best.objective;
+  summary.maxConstraint = solution.best.maxConstraint;
+  summary.outcome = m_mirror.NodeSolved(taskId, summary.objective, summary.maxConstraint, discreteFeasible);
+  summary.isNewIncumbent = m_mirror.IncumbentTask() != incumbentBefore;
+  summary.hasIncumbent = m_mirror.HasIncumbent();
+  summary.incumbentObjective = m_mirror.IncumbentObjective();
+  summary.incumbentTask = m_mirror.IncumbentTask();
+  summary.openNodes = m_mirror.OpenNodes();
+  summary.elapsedSeconds = ElapsedSeconds();
+  summary.analyses = nNumAnalyses;
+  m_observer.OnNode(summary);
+}
+
+double CBranchAndBoundSearch::ElapsedSeconds() const {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - m_started).count();
+}

@@ -1,0 +1,97 @@
+#include <unistd.h>
+
+#include <filesystem>
+#include <memory>
+
+#include <fmt/format.h>
+
+#include "Commands.h"
+#include "DiscreteModule.h"
+#include "LogFile.h"
+#include "ProblemFile.h"
+#include "ProgressLine.h"
+#include "Report.h"
+#include "Search.h"
+#include "SearchLog.h"
+#include "TaskDatabase.h"
+#include "TaskWriter.h"
+
+namespace {
+
+// Closes the database and removes the log when the command ends, however it ends.
+struct CSession {
+  std::unique_ptr<CLogFile> log;  // the installed log; null before it is opened
+  ~CSession() {
+    CloseTaskDatabase();
+    SetCurrentLog(nullptr);
+  }
+};
+
+std::string LogPathFor(const std::string& databasePath) {
+  const std::filesystem::path path(databasePath);
+  return path.extension() == ".db" ? std::filesystem::path(path).replace_extension(".log").string()
+                                   : databasePath + ".log";
+}
+
+void ApplyOverrides(const CSolveOptions& options, CProblem& problem) {
+  if (options.optimizer) {
+    const std::string& name = *options.optimizer;
+    if (name != "slsqp" && name != "cobyla" && name != "auglag") {
+      throw CProblemFileError("--optimizer", {{0, "", fmt::format("\"{}\" is not an algorithm; use slsqp, cobyla or auglag", name)}});
+    }
+    problem.optimizer.algorithm = name;
+  }
+  if (options.maxNodes) problem.limits.maxNodes = *options.maxNodes;
+  if (options.timeLimit) problem.limits.timeLimit = *options.timeLimit;
+}
+
+}  // namespace
+
+std::string FreeDatabaseName(const std::string& problemName) {
+  std::string candidate = problemName + ".db";
+  for (int n = 2; std::filesystem::exists(candidate); ++n) candidate = fmt::format("{}-{}.db", problemName, n);
+  return candidate;
+}
+
+EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages) {
+  CProblem problem = ReadProblemFile(options.problemFile);
+  ApplyOverrides(options, problem);
+  if (!options.quiet) {
+    for (const std::string& note : problem.boundNotes) fmt::print(messages, "{}\n", note);
+  }
+  // The module is loaded before anything is written, so that a missing module touches no file.
+  const CDiscreteModule module = CDiscreteModule::Load();
+  std::string databasePath = options.databasePath;
+  if (databasePath.empty()) {
+    databasePath = FreeDatabaseName(problem.name);
+    if (!options.quiet && databasePath != problem.name + ".db") {
+      fmt::print(messages, "{}.db exists already; writing to {}\n", problem.name, databasePath);
+    }
+  } else if (!options.quiet && std::filesystem::exists(databasePath)) {
+    fmt::print(messages, "adding the search to the tasks already in {}\n", databasePath);
+  }
+  const std::string logPath = options.logPath.empty() ? LogPathFor(databasePath) : options.logPath;
+
+  CSession session;
+  session.log = std::make_unique<CLogFile>(logPath.c_str(), options.logLevel);
+  SetCurrentLog(session.log.get());
+  OpenTaskDatabase(databasePath);
+  const int searchTaskId = WriteSearchTask(problem);
+  session.log->WriteLine("SEARCH", fmt::format("{}: problem {} written as search task {} of {}", kProgramSignature,
+                                               problem.file, searchTaskId, databasePath).c_str());
+
+  CObserverList observers;
+  CSearchLog searchLog(*session.log);
+  observers.Add(searchLog);
+  CProgressLine progress(stderr);
+  if (!options.quiet && isatty(fileno(stderr))) observers.Add(progress);
+  CBranchAndBoundSearch search(module, SolveTask, observers, problem.limits, session.log.get());
+  CSearchOutcome outcome;
+  try {
+    outcome = search.Run(searchTaskId);
+  } catch (const CModuleError& error) {
+    throw CModuleError(fmt::format("{} (details in {})", error.what(), logPath));
+  }
+  PrintReport(out, outcome, databasePath);
+  return outcome.discreteFeasible ? EExitCode::Success : EExitCode::NoFeasibleDesign;
+}

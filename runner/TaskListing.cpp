@@ -1,0 +1,95 @@
+#include "TaskListing.h"
+
+#include <fmt/format.h>
+
+#include "Records.h"
+#include "RecordPrinter.h"
+#include "TaskProblem.h"
+
+namespace {
+
+const char* KindOf(const CTask& task) {
+  switch (long(task.m_nTaskKind)) {
+    case 1: return "search";
+    case 2: return "subtask";
+    default: return "task";
+  }
+}
+
+void PrintTaskLine(FILE* out, const CTask& task) {
+  CResult result(GetPOD());
+  result.m_nTaskID = task.m_nTaskID;
+  const bool solved = result.GetObject();
+  const double tolerance = task.m_nModuleType == 1 ? task.m_dConTol1 : task.m_dConTol0;
+  std::string discrete;
+  if (solved && task.m_nTaskKind == 1 && result.m_nResultTask > 0) {
+    discrete = fmt::format("result task {} ({})", long(result.m_nResultTask),
+                           result.m_nDiscreteFeasible ? "feasible discrete" : "no feasible discrete design");
+  } else if (solved && result.m_nDiscreteFeasible) {
+    discrete = "discrete feasible";
+  }
+  fmt::print(out, "{:>6}  {:<7}  {:>6}  {:>8}  {:>16}  {:>12}  {:<10}  {}\n", long(task.m_nTaskID), KindOf(task),
+             task.m_nParentTaskID > 0 ? std::to_string(long(task.m_nParentTaskID)) : "-", task.m_vChildTaskIDs.size(),
+             solved ? fmt::format("{:.10g}", double(result.m_dBestObj)) : "-",
+             solved ? fmt::format("{:.3g}", double(result.m_dBestMaxCon)) : "-",
+             !solved ? "not solved" : result.m_dBestMaxCon <= tolerance ? "feasible" : "infeasible", discrete);
+}
+
+template <class TRecord>
+void PrintIfStored(FILE* out, int taskId) {
+  TRecord record(GetPOD());
+  record.m_nTaskID = taskId;
+  if (record.GetObject()) PrintRecord(out, record);
+}
+
+}  // namespace
+
+void PrintTaskList(FILE* out) {
+  POD* database = GetPOD();
+  const int lastId = CDBCtrl(database).GetTaskID(false);
+  fmt::print(out, "{:>6}  {:<7}  {:>6}  {:>8}  {:>16}  {:>12}  {:<10}  {}\n", "task", "kind", "parent", "children",
+             "objective", "max con", "continuous", "discrete");
+  for (int taskId = 1; taskId <= lastId; ++taskId) {
+    CTask task(database);
+    task.m_nTaskID = taskId;
+    if (task.GetObject()) PrintTaskLine(out, task);
+  }
+}
+
+void PrintTaskRecords(FILE* out, int taskId) {
+  POD* database = GetPOD();
+  CTask task(database);
+  task.m_nTaskID = taskId;
+  if (!task.GetObject()) throw CTaskDataError(fmt::format("the database holds no task {}", taskId));
+  PrintRecord(out, task);
+  CResult result(database);
+  result.m_nTaskID = taskId;
+  const bool solved = result.GetObject();
+  if (solved) PrintRecord(out, result);
+  PrintIfStored<CDVar>(out, taskId);
+  PrintIfStored<CDSet>(out, taskId);
+  PrintIfStored<CDResp>(out, taskId);
+  PrintIfStored<CDObj>(out, taskId);
+  PrintIfStored<CDCons>(out, taskId);
+  PrintIfStored<CDEqn>(out, taskId);
+  PrintIfStored<CDLink>(out, taskId);
+  // Iterations are keyed (iteration, run): runs from 0 while iteration 0 exists.
+  CIter iteration(database);
+  iteration.m_nTaskID = taskId;
+  for (int run = 0;; ++run) {
+    iteration.m_nSubIter = run;
+    iteration.m_nIter = 0;
+    if (!iteration.GetObject()) break;
+    do {
+      PrintRecord(out, iteration);
+      iteration.m_nIter = iteration.m_nIter + 1;
+    } while (iteration.GetObject());
+  }
+  const long points = solved ? long(result.m_nNumPoints) : 1;
+  for (long pointId = 0; pointId < points; ++pointId) {
+    CDPoint point(database);
+    point.m_nTaskID = taskId;
+    point.m_nPointID = pointId;
+    if (point.GetObject()) PrintRecord(out, point);
+  }
+}

@@ -1,0 +1,18 @@
+#pragma once
+
+// What `discrete show` prints about a task database.
+//
+// PrintTaskList: one line per task, in id order: id, kind (search task,
+// subtask, task), parent, number of children, best objective, largest scaled
+// constraint violation, whether that design is feasible for the tolerance,
+// and for search tasks the discrete result (m_nResultTask, feasible or not).
+//
+// PrintTaskRecords: every record of one task in full (RecordPrinter.h): CTask,
+// CResult, the design records, every CIter and every CDPoint.
+
+#include <cstdio>
+
+void PrintTaskList(FILE* out);
+
+// Throws CTaskDataError (TaskProblem.h) when the database has no such task.
+void PrintTaskRecords(FILE* out, int taskId);

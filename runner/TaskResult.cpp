@@ -1,0 +1,49 @@
+#include "TaskResult.h"
+
+#include <fmt/format.h>
+
+#include "Records.h"
+#include "TaskProblem.h"
+
+namespace {
+
+std::vector<double> ToVector(const std::valarray<pvFLOAT64>& values) {
+  return std::vector<double>(std::begin(values), std::end(values));
+}
+
+}  // namespace
+
+bool HasResult(int taskId) {
+  CResult result(GetPOD());
+  result.m_nTaskID = taskId;
+  return result.FindObject();
+}
+
+CTaskDesign ReadBestDesign(int taskId) {
+  POD* database = GetPOD();
+  CResult result(database);
+  result.m_nTaskID = taskId;
+  if (!result.GetObject()) throw CTaskDataError(fmt::format("task {} has no result: it has not been solved", taskId));
+  CIter iteration(database);
+  iteration.m_nTaskID = taskId;
+  iteration.m_nIter = result.m_nBestIter;
+  iteration.m_nSubIter = result.m_nBestSubIter;
+  if (!iteration.GetObject()) {
+    throw CTaskDataError(fmt::format("task {}: its best iteration ({}, {}) is missing", taskId,
+                                     long(result.m_nBestIter), long(result.m_nBestSubIter)));
+  }
+  CDPoint point(database);
+  point.m_nTaskID = taskId;
+  point.m_nPointID = iteration.m_nPointID;
+  if (!point.GetObject()) {
+    throw CTaskDataError(fmt::format("task {}: its best design point {} is missing", taskId, long(iteration.m_nPointID)));
+  }
+  CTaskDesign design;
+  design.taskId = taskId;
+  design.values = ToVector(point.m_vaValues);
+  design.objective = result.m_dBestObj;
+  design.maxConstraint = result.m_dBestMaxCon;
+  design.responses = ToVector(result.m_vaBestRespValues);
+  design.scaledConstraints = ToVector(result.m_vaBestConValues);
+  return design;
+}

@@ -1,0 +1,98 @@
+// The `discrete` program: solves mixed-discrete design problems from problem
+// files with the branch-and-bound module, and shows what a task database
+// holds. Usage in docs/cli.md; exit codes in ExitCodes.h.
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "Commands.h"
+#include "DiscreteModule.h"
+#include "ProblemFile.h"
+#include "Search.h"
+#include "TaskDatabase.h"
+#include "TaskProblem.h"
+
+namespace {
+
+// Runs a command and turns its failure into one line on stderr and an exit code.
+int Guarded(const std::function<EExitCode()>& command) {
+  try {
+    return static_cast<int>(command());
+  } catch (const CProblemFileError& error) {
+    fmt::print(stderr, "{}\n", error.what());
+    return static_cast<int>(EExitCode::ProblemFileError);
+  } catch (const CDatabaseError& error) {
+    fmt::print(stderr, "discrete: database error: {}\n", error.what());
+    return static_cast<int>(EExitCode::DatabaseError);
+  } catch (const CTaskDataError& error) {
+    fmt::print(stderr, "discrete: database error: {}\n", error.what());
+    return static_cast<int>(EExitCode::DatabaseError);
+  } catch (const CModuleLoadError& error) {
+    fmt::print(stderr, "discrete: module error: {}\n", error.what());
+    return static_cast<int>(EExitCode::ModuleError);
+  } catch (const CModuleError& error) {
+    fmt::print(stderr, "discrete: module error: {}\n", error.what());
+    return static_cast<int>(EExitCode::ModuleError);
+  } catch (const std::exception& error) {
+    fmt::print(stderr, "discrete: error: {}\n", error.what());
+    return static_cast<int>(EExitCode::OtherError);
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app{"discrete: mixed-discrete design optimisation by branch and bound"};
+  app.require_subcommand(1);
+
+  CSolveOptions solve;
+  std::optional<int> maxNodes;
+  std::optional<double> timeLimit;
+  std::optional<std::string> optimizer;
+  CLI::App* solveCommand = app.add_subcommand("solve", "solve a problem file; writes a task database");
+  solveCommand->add_option("problem", solve.problemFile, "problem file (TOML)")->required();
+  solveCommand->add_option("--db", solve.databasePath, "task database (default: <name>.db, never overwritten)");
+  solveCommand->add_option("--log", solve.logPath, "log file (default: the database's name with .log)");
+  solveCommand->add_option("--log-level", solve.logLevel, "log detail: 0 errors ... 3 module debug lines")
+      ->check(CLI::Range(0, 9));
+  solveCommand->add_option("--optimizer", optimizer, "slsqp, cobyla or auglag (default: the file's)");
+  solveCommand->add_option("--max-nodes", maxNodes, "stop after this many subtasks (0: no limit)")
+      ->check(CLI::NonNegativeNumber);
+  solveCommand->add_option("--time-limit", timeLimit, "stop after this many seconds (0: no limit)")
+      ->check(CLI::NonNegativeNumber);
+  solveCommand->add_flag("--quiet", solve.quiet, "no progress line and no notes; the report only");
+
+  std::string database;
+  std::optional<int> taskId;
+  CLI::App* showCommand = app.add_subcommand("show", "list the tasks of a database, or one task's records");
+  showCommand->add_option("database", database, "task database")->required();
+  showCommand->add_option("task", taskId, "task id: print all its records");
+
+  std::string format = "text";
+  CLI::App* treeCommand = app.add_subcommand("tree", "print the search tree stored in a database");
+  treeCommand->add_option("database", database, "task database")->required();
+  treeCommand->add_option("--task", taskId, "search task (default: every search task)");
+  treeCommand->add_option("--format", format, "text or dot")->check(CLI::IsMember({"text", "dot"}));
+
+  CLI::App* versionCommand = app.add_subcommand("version", "print the program's and the module's versions");
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    const int code = app.exit(error);
+    return code == 0 ? 0 : static_cast<int>(EExitCode::UsageError);
+  }
+  if (solveCommand->parsed()) {
+    solve.maxNodes = maxNodes;
+    solve.timeLimit = timeLimit;
+    solve.optimizer = optimizer;
+    return Guarded([&] { return RunSolve(solve, stdout, stderr); });
+  }
+  if (showCommand->parsed()) return Guarded([&] { return RunShow(database, taskId, stdout); });
+  if (treeCommand->parsed()) {
+    const ETreeFormat treeFormat = format == "dot" ? ETreeFormat::Dot : ETreeFormat::Text;
+    return Guarded([&] { return RunTree(database, taskId, treeFormat, stdout); });
+  }
+  if (versionCommand->parsed()) return Guarded([&] { return RunVersion(stdout); });
+  return static_cast<int>(EExitCode::UsageError);
+}
