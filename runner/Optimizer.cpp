@@ -76,14 +76,35 @@ class CLocalSearch {
   // An exception must not cross NLopt's C code: a callback that fails stores
   // its exception and stops NLopt, and the search rethrows it here.
   void Search(std::vector<double>& freeValues) {
-    NloptPointer optimizer = MakeOptimizer();
+    const nlopt_result result = RunNlopt(MakeOptimizer(), freeValues);
+    m_run->status = result;
+    m_run->statusText = nlopt_result_to_string(result);
+    const bool gradientBased = m_settings.algorithm != "cobyla";
+    if (!gradientBased || IsFeasible(m_run->best) || m_constraintCount == 0) return;
+    // Restoration: from the run's best design, minimise the constraint
+    // violation within the bounds alone, then search once more from there.
+    std::vector<double> restart = FreeValuesOf(m_run->best);
+    RunNlopt(MakeRestoration(), restart);
+    const nlopt_result second = RunNlopt(MakeOptimizer(), restart);
+    m_run->status = second;
+    m_run->statusText = std::string(nlopt_result_to_string(second)) + " after restoration";
+  }
+
+  nlopt_result RunNlopt(NloptPointer optimizer, std::vector<double>& freeValues) {
     m_optimizer = optimizer.get();
     double value = 0.0;
     const nlopt_result result = nlopt_optimize(optimizer.get(), freeValues.data(), &value);
     m_optimizer = nullptr;
     if (m_failure) std::rethrow_exception(std::exchange(m_failure, nullptr));
-    m_run->status = result;
-    m_run->statusText = nlopt_result_to_string(result);
+    return result;
+  }
+
+  bool IsFeasible(const CEvaluatedDesign& design) const { return design.maxConstraint <= m_problem.tolerance; }
+
+  std::vector<double> FreeValuesOf(const CEvaluatedDesign& design) const {
+    std::vector<double> values;
+    for (int i : m_free) values.push_back(design.values[i]);
+    return values;
   }
 
   template <class FBody>
@@ -96,10 +117,8 @@ class CLocalSearch {
     }
   }
 
-  NloptPointer MakeOptimizer() {
-    const unsigned n = static_cast<unsigned>(m_free.size());
-    const nlopt_algorithm algorithm = AlgorithmNamed(m_settings.algorithm);
-    NloptPointer optimizer(nlopt_create(algorithm, n));
+  NloptPointer MakeBounded(nlopt_algorithm algorithm) const {
+    NloptPointer optimizer(nlopt_create(algorithm, static_cast<unsigned>(m_free.size())));
     std::vector<double> lower;
     std::vector<double> upper;
     for (int i : m_free) {
@@ -108,6 +127,24 @@ class CLocalSearch {
     }
     nlopt_set_lower_bounds(optimizer.get(), lower.data());
     nlopt_set_upper_bounds(optimizer.get(), upper.data());
+    return optimizer;
+  }
+
+  // The sum of squared violations, within the bounds alone (no constraint to
+  // linearise, so no contradiction).
+  NloptPointer MakeRestoration() {
+    NloptPointer optimizer = MakeBounded(NLOPT_LD_SLSQP);
+    nlopt_set_min_objective(optimizer.get(), &CLocalSearch::Violation, this);
+    SetStoppingRules(optimizer.get());
+    nlopt_set_stopval(optimizer.get(), 0.0);
+    nlopt_set_maxeval(optimizer.get(), m_settings.maxEvaluations);
+    return optimizer;
+  }
+
+  NloptPointer MakeOptimizer() {
+    const unsigned n = static_cast<unsigned>(m_free.size());
+    const nlopt_algorithm algorithm = AlgorithmNamed(m_settings.algorithm);
+    NloptPointer optimizer = MakeBounded(algorithm);
     nlopt_set_min_objective(optimizer.get(), &CLocalSearch::Objective, this);
     const double constraintTolerance = 0.1 * m_problem.tolerance;
     if (!m_inequalities.empty()) {
@@ -216,6 +253,31 @@ class CLocalSearch {
         search->CopyRows({0}, gradient);
       }
       value = search->m_cachedOutputs[0];
+    });
+    return value;
+  }
+
+  // Sum of the squared violations: max(0, c)^2 for an inequality, c^2 for an
+  // equality; its gradient from the constraints' Jacobian.
+  static double Violation(unsigned, const double* freeValues, double* gradient, void* data) {
+    auto* search = static_cast<CLocalSearch*>(data);
+    double value = HUGE_VAL;
+    search->Guarded([&] {
+      search->EnsureEvaluated(freeValues);
+      if (gradient != nullptr) {
+        search->EnsureJacobian();
+        std::fill_n(gradient, search->m_free.size(), 0.0);
+      }
+      value = 0.0;
+      const size_t n = search->m_free.size();
+      for (int k = 0; k < search->m_constraintCount; ++k) {
+        const double c = search->m_cachedOutputs[k + 1];
+        const double violation = search->m_problem.isEquality[k] ? c : std::max(0.0, c);
+        value += violation * violation;
+        for (size_t j = 0; gradient != nullptr && j < n; ++j) {
+          gradient[j] += 2 * violation * search->m_jacobian[(k + 1) * n + j];
+        }
+      }
     });
     return value;
   }

@@ -21,6 +21,14 @@
 // the points of finite differences take no part. A run that NLopt ends with
 // an error still yields the best design it evaluated.
 //
+// A gradient-based run that ends without a feasible design (its start may be
+// so far off that the linearised constraints contradict each other) gets one
+// restoration: from its best design, SLSQP minimises the sum of squared
+// constraint violations within the bounds alone, and the algorithm runs once
+// more from there (the feasibility restoration of filter SQP methods,
+// Fletcher & Leyffer 2002). A subproblem that is truly infeasible thus ends
+// at a least-infeasible design.
+//
 // Cost: per iteration one analysis plus, for gradient-based algorithms, one
 // (forward) or two (central) analyses per free variable.
 
