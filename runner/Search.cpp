@@ -8,26 +8,25 @@
 
 namespace {
 
-// The result record and parent of a task, as the module left them.
-struct CTaskState {
-  int parentTaskId = 0;        // CTask m_nParentTaskID
-  int resultTask = 0;          // CResult m_nResultTask
-  bool discreteFeasible = false;  // CResult m_nDiscreteFeasible
-};
-
-CTaskState ReadTaskState(int taskId) {
-  CTaskState state;
+// The task a subtask was derived from (CTask m_nParentTaskID).
+int ParentOf(int taskId) {
   CTask task(GetPOD());
   task.m_nTaskID = taskId;
+  if (!task.GetObject()) throw CTaskDataError(fmt::format("task {}: its CTask record is missing", taskId));
+  return task.m_nParentTaskID;
+}
+
+// A task's discrete result as the module left it in its CResult.
+struct CDiscreteResult {
+  int resultTask = 0;             // m_nResultTask
+  bool discreteFeasible = false;  // m_nDiscreteFeasible
+};
+
+CDiscreteResult DiscreteResultOf(int taskId) {
   CResult result(GetPOD());
   result.m_nTaskID = taskId;
-  if (!task.GetObject() || !result.GetObject()) {
-    throw CTaskDataError(fmt::format("task {}: its CTask or CResult record is missing", taskId));
-  }
-  state.parentTaskId = task.m_nParentTaskID;
-  state.resultTask = result.m_nResultTask;
-  state.discreteFeasible = result.m_nDiscreteFeasible != 0;
-  return state;
+  if (!result.GetObject()) throw CTaskDataError(fmt::format("task {}: its CResult record is missing", taskId));
+  return {static_cast<int>(result.m_nResultTask), result.m_nDiscreteFeasible != 0};
 }
 
 }  // namespace
@@ -88,9 +87,9 @@ CSearchOutcome CBranchAndBoundSearch::Run(int searchTaskId) {
     }
     subtaskId = NextSubtask();
   }
-  const CTaskState searchTask = ReadTaskState(searchTaskId);
-  m_outcome.resultTask = searchTask.resultTask;
-  m_outcome.discreteFeasible = searchTask.discreteFeasible;
+  const CDiscreteResult result = DiscreteResultOf(searchTaskId);
+  m_outcome.resultTask = result.resultTask;
+  m_outcome.discreteFeasible = result.discreteFeasible;
   m_outcome.seconds = ElapsedSeconds();
   m_observer.OnEnd(m_outcome);
   return m_outcome;
@@ -105,8 +104,8 @@ int CBranchAndBoundSearch::StartSearch() {
   const int searchTaskId = m_outcome.searchTaskId;
   const int firstSubtask = CallModule(fmt::format("starting the search of task {}", searchTaskId),
                                       [&] { return m_module.GenDiscreteTask(searchTaskId, m_log); });
-  Report(searchTaskId, 0, m_searchSolution, ReadTaskState(searchTaskId).discreteFeasible);
-  if (firstSubtask != 0) m_mirror.ChildGenerated(ReadTaskState(firstSubtask).parentTaskId);
+  Report(searchTaskId, 0, m_searchSolution, DiscreteResultOf(searchTaskId).discreteFeasible);
+  if (firstSubtask != 0) m_mirror.ChildGenerated(ParentOf(firstSubtask));
   return firstSubtask;
 }
 
@@ -116,14 +115,13 @@ void CBranchAndBoundSearch::SolveAndPost(int subtaskId) {
   CallModule(fmt::format("posting subtask {}", subtaskId),
              [&] { m_module.PostDiscreteTask(subtaskId, false); });
   ++m_outcome.nodesSolved;
-  const CTaskState state = ReadTaskState(subtaskId);
-  Report(subtaskId, state.parentTaskId, solution, state.discreteFeasible);
+  Report(subtaskId, ParentOf(subtaskId), solution, DiscreteResultOf(subtaskId).discreteFeasible);
 }
 
 int CBranchAndBoundSearch::NextSubtask() {
   const int subtaskId = CallModule(fmt::format("making the subtask after node {}", m_outcome.nodesSolved),
                                    [&] { return m_module.GenDiscreteTask(0, m_log); });
-  if (subtaskId != 0) m_mirror.ChildGenerated(ReadTaskState(subtaskId).parentTaskId);
+  if (subtaskId != 0) m_mirror.ChildGenerated(ParentOf(subtaskId));
   return subtaskId;
 }
 

@@ -1,0 +1,172 @@
+// The search loop against a stand-in module: the order of the calls, the
+// limits, the reports to the observer and the errors; and the program's
+// count of open nodes.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "NodeMirror.h"
+#include "Records.h"
+#include "Search.h"
+#include "TaskDatabaseFixture.h"
+#include "TaskWriter.h"
+
+namespace {
+
+// A module that hands out `budget` subtasks, each a child of the search task,
+// and records what the host asked of it.
+struct CFakeModule {
+  static inline int searchTask = 0;
+  static inline int budget = 0;
+  static inline int handedOut = 0;
+  static inline std::vector<int> posted;
+  static inline std::vector<int> stopped;
+  static inline bool failOnPost = false;
+
+  static void Reset(int subtasks) {
+    searchTask = 0;
+    budget = subtasks;
+    handedOut = 0;
+    posted.clear();
+    stopped.clear();
+    failOnPost = false;
+  }
+  static void Version(int* a, int* b, int* c) { *a = 9, *b = 9, *c = 9; }
+  static int Generate(int taskId, CLogFile*) {
+    if (taskId > 0) searchTask = taskId;
+    if (handedOut == budget) return 0;
+    ++handedOut;
+    const int subtask = WriteSearchTask(SmallProblem());
+    CTask task(GetPOD());
+    task.m_nTaskID = subtask;
+    task.GetObject();
+    task.m_nParentTaskID = searchTask;
+    task.PutObject();
+    return subtask;
+  }
+  static void Post(int taskId, bool) {
+    if (failOnPost) throw std::runtime_error("Could not get object");
+    posted.push_back(taskId);
+  }
+  static void Stop(int taskId) {
+    stopped.push_back(taskId);
+    CResult result(GetPOD());
+    result.m_nTaskID = taskId;
+    result.GetObject();
+    result.m_nResultTask = posted.empty() ? 0 : posted.back();
+    result.m_nDiscreteFeasible = 1;
+    result.PutObject();
+  }
+  static CDiscreteModule Module() {
+    return CDiscreteModule(CModuleEntryPoints{&Version, &Generate, &Post, &Stop}, "fake module");
+  }
+};
+
+struct CRecordingObserver : CSearchObserver {
+  std::vector<CNodeSummary> nodes;
+  std::vector<CSearchOutcome> ends;
+  void OnNode(const CNodeSummary& summary) override { nodes.push_back(summary); }
+  void OnEnd(const CSearchOutcome& outcome) override { ends.push_back(outcome); }
+};
+
+class Search : public TaskDatabaseTest {
+ protected:
+  CSearchOutcome Run(int subtasks, CSearchLimits limits) {
+    CFakeModule::Reset(subtasks);
+    searchTask = WriteSearchTask(SmallProblem());
+    const CDiscreteModule module = CFakeModule::Module();
+    CBranchAndBoundSearch search(module, SolveTask, observer, limits, nullptr);
+    return search.Run(searchTask);
+  }
+  CRecordingObserver observer;
+  int searchTask = 0;
+};
+
+TEST_F(Search, RunsToTheEndReportingTheSearchTaskFirstThenEveryNode) {
+  const CSearchOutcome outcome = Run(3, {});
+  EXPECT_EQ(outcome.end, ESearchEnd::Complete);
+  EXPECT_EQ(outcome.nodesSolved, 3);
+  EXPECT_EQ(CFakeModule::posted.size(), 3u);
+  EXPECT_TRUE(CFakeModule::stopped.empty());  // the module closes a complete search itself
+  ASSERT_EQ(observer.nodes.size(), 4u);
+  EXPECT_EQ(observer.nodes[0].node, 0);
+  EXPECT_EQ(observer.nodes[0].taskId, searchTask);
+  EXPECT_EQ(observer.nodes[0].parentTaskId, 0);
+  for (int n = 1; n <= 3; ++n) {
+    EXPECT_EQ(observer.nodes[n].node, n);
+    EXPECT_EQ(observer.nodes[n].taskId, CFakeModule::posted[n - 1]);
+    EXPECT_EQ(observer.nodes[n].parentTaskId, searchTask);
+    EXPECT_NEAR(observer.nodes[n].objective, 0.5, 1e-6);
+  }
+  ASSERT_EQ(observer.ends.size(), 1u);
+  EXPECT_EQ(observer.ends[0].nodesSolved, 3);
+  EXPECT_FALSE(outcome.discreteFeasible);
+}
+
+TEST_F(Search, TheNodeLimitClosesTheSearchWithTheBestDesignSoFar) {
+  const CSearchOutcome outcome = Run(1000, {2, 0.0});
+  EXPECT_EQ(outcome.end, ESearchEnd::NodeLimit);
+  EXPECT_EQ(outcome.nodesSolved, 2);
+  EXPECT_EQ(CFakeModule::stopped, std::vector<int>{searchTask});
+  EXPECT_EQ(outcome.resultTask, CFakeModule::posted.back());
+  EXPECT_TRUE(outcome.discreteFeasible);
+}
+
+TEST_F(Search, TheTimeLimitStopsAfterTheNodeInProgress) {
+  const CSearchOutcome outcome = Run(1000, {0, 1e-9});
+  EXPECT_EQ(outcome.end, ESearchEnd::TimeLimit);
+  EXPECT_EQ(outcome.nodesSolved, 1);
+  EXPECT_EQ(CFakeModule::stopped.size(), 1u);
+}
+
+TEST_F(Search, AModuleFailureSaysWhatTheSearchWasDoing) {
+  CFakeModule::Reset(5);
+  CFakeModule::failOnPost = true;
+  searchTask = WriteSearchTask(SmallProblem());
+  const CDiscreteModule module = CFakeModule::Module();
+  CBranchAndBoundSearch search(module, SolveTask, observer, {}, nullptr);
+  try {
+    search.Run(searchTask);
+    FAIL();
+  } catch (const CModuleError& error) {
+    EXPECT_STREQ(error.what(), "the module failed while posting subtask 2: Could not get object");
+  }
+}
+
+TEST(NodeMirror, ClassifiesNodesAsTheModulesNodeTestDoes) {
+  CNodeMirror mirror(true, 1e-6);
+  EXPECT_EQ(mirror.NodeSolved(1, 5.0, 1e-6, false), ENodeOutcome::ToBranch);  // at the tolerance: feasible
+  EXPECT_EQ(mirror.NodeSolved(2, 1.0, 2e-6, true), ENodeOutcome::Infeasible);
+  EXPECT_FALSE(mirror.HasIncumbent());
+  EXPECT_EQ(mirror.NodeSolved(3, 7.0, 0.0, true), ENodeOutcome::DiscreteFeasible);
+  EXPECT_EQ(mirror.IncumbentTask(), 3);
+  EXPECT_EQ(mirror.NodeSolved(4, 7.5, 0.0, false), ENodeOutcome::WorseThanIncumbent);
+  EXPECT_EQ(mirror.NodeSolved(5, 7.0, 0.0, true), ENodeOutcome::DiscreteFeasible);  // a tie passes ...
+  EXPECT_EQ(mirror.IncumbentTask(), 3);                                          // ... and keeps the incumbent
+  EXPECT_EQ(mirror.NodeSolved(6, 6.0, 0.0, true), ENodeOutcome::DiscreteFeasible);
+  EXPECT_EQ(mirror.IncumbentTask(), 6);
+  EXPECT_EQ(mirror.IncumbentObjective(), 6.0);
+
+  CNodeMirror maximising(false, 0.0);
+  maximising.NodeSolved(1, 7.0, 0.0, true);
+  EXPECT_EQ(maximising.NodeSolved(2, 6.0, -1.0, false), ENodeOutcome::WorseThanIncumbent);
+  EXPECT_EQ(maximising.NodeSolved(3, 8.0, -1.0, true), ENodeOutcome::DiscreteFeasible);
+  EXPECT_EQ(maximising.IncumbentTask(), 3);
+}
+
+TEST(NodeMirror, ANodeStaysOpenUntilItsSecondChild) {
+  CNodeMirror mirror(true, 0.0);
+  mirror.NodeSolved(1, 1.0, 0.0, false);
+  mirror.NodeSolved(2, 2.0, 0.0, false);
+  EXPECT_EQ(mirror.OpenNodes(), 2);
+  mirror.ChildGenerated(1);
+  EXPECT_EQ(mirror.OpenNodes(), 2);
+  mirror.ChildGenerated(1);
+  EXPECT_EQ(mirror.OpenNodes(), 1);
+  mirror.ChildGenerated(99);  // the parent of a closed node: nothing changes
+  EXPECT_EQ(mirror.OpenNodes(), 1);
+}
+
+}  // namespace
