@@ -1,9 +1,11 @@
 #include "DiscreteModule.h"
 
 #include <dlfcn.h>
+#include <link.h>
 #include <unistd.h>
 
 #include <climits>
+#include <optional>
 #include <cstdlib>
 #include <utility>
 #include <vector>
@@ -26,6 +28,30 @@ std::string ExecutableFolder() {
   return text.substr(0, text.find_last_of('/'));
 }
 
+// The folders the dynamic linker searches for the program's own libraries
+// (LD_LIBRARY_PATH, the program's run path, the system's folders), in its
+// order. Asked of the linker rather than left to dlopen's own search, because
+// that search follows the run path of whichever library calls dlopen, and
+// sanitizer builds interpose their own dlopen.
+std::vector<std::string> LibrarySearchFolders() {
+  std::vector<std::string> folders;
+  void* program = dlopen(nullptr, RTLD_LAZY);
+  Dl_serinfo size{};
+  if (program == nullptr) return folders;
+  if (dlinfo(program, RTLD_DI_SERINFOSIZE, &size) != 0) {
+    dlclose(program);
+    return folders;
+  }
+  std::vector<char> buffer(size.dls_size);
+  auto* info = reinterpret_cast<Dl_serinfo*>(buffer.data());
+  *info = size;
+  if (dlinfo(program, RTLD_DI_SERINFO, info) == 0) {
+    for (unsigned i = 0; i < info->dls_cnt; ++i) folders.emplace_back(info->dls_serpath[i].dls_name);
+  }
+  dlclose(program);
+  return folders;
+}
+
 template <class TFunction>
 void Resolve(void* library, const char* name, const std::string& path, TFunction& function) {
   dlerror();
@@ -36,40 +62,50 @@ void Resolve(void* library, const char* name, const std::string& path, TFunction
   }
 }
 
-// The file the dynamic linker actually opened.
-std::string LoadedFrom(void* symbol, const std::string& fallback) {
-  Dl_info info{};
-  return dladdr(symbol, &info) != 0 && info.dli_fname != nullptr ? info.dli_fname : fallback;
+// Opens the library and resolves the entry points; null when the file cannot
+// be opened (the reason then goes into `failure`).
+std::optional<CModuleEntryPoints> TryOpen(const std::string& path, void*& library, std::string& failure) {
+  library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (library == nullptr) {
+    failure = dlerror();
+    return std::nullopt;
+  }
+  CModuleEntryPoints entryPoints;
+  Resolve(library, kGetDiscreteVersion, path, entryPoints.getDiscreteVersion);
+  Resolve(library, kGenDiscreteTask, path, entryPoints.genDiscreteTask);
+  Resolve(library, kPostDiscreteTask, path, entryPoints.postDiscreteTask);
+  Resolve(library, kBranchBoundStop, path, entryPoints.branchBoundStop);
+  return entryPoints;
 }
 
 }  // namespace
 
 CDiscreteModule CDiscreteModule::Load() {
-  std::vector<std::string> candidates;
+  void* library = nullptr;
+  std::string failure;
   if (const char* fromEnvironment = std::getenv("DISCRETE_MODULE")) {
-    candidates.push_back(fromEnvironment);
-  } else {
-    const std::string folder = ExecutableFolder();
-    if (!folder.empty()) candidates.push_back(folder + "/" + kLibraryName);
-    candidates.push_back(kLibraryName);
-  }
-  std::string failures;
-  for (const std::string& candidate : candidates) {
-    void* library = dlopen(candidate.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (library == nullptr) {
-      failures += "\n  " + candidate + ": " + dlerror();
-      continue;
+    if (auto entryPoints = TryOpen(fromEnvironment, library, failure)) {
+      return CDiscreteModule(library, *entryPoints, fromEnvironment);
     }
-    CModuleEntryPoints entryPoints;
-    Resolve(library, kGetDiscreteVersion, candidate, entryPoints.getDiscreteVersion);
-    Resolve(library, kGenDiscreteTask, candidate, entryPoints.genDiscreteTask);
-    Resolve(library, kPostDiscreteTask, candidate, entryPoints.postDiscreteTask);
-    Resolve(library, kBranchBoundStop, candidate, entryPoints.branchBoundStop);
-    const std::string path = LoadedFrom(reinterpret_cast<void*>(entryPoints.genDiscreteTask), candidate);
-    return CDiscreteModule(library, entryPoints, path);
+    throw CModuleLoadError(std::string("cannot load the discrete module ") + kLibraryName + " from DISCRETE_MODULE=" +
+                           fromEnvironment + ": " + failure);
   }
-  throw CModuleLoadError(std::string("cannot load the discrete module ") + kLibraryName +
-                         " (set DISCRETE_MODULE to its path); tried:" + failures);
+  std::vector<std::string> folders = LibrarySearchFolders();
+  const std::string programFolder = ExecutableFolder();
+  if (!programFolder.empty()) folders.insert(folders.begin(), programFolder);
+  std::string otherFailures;
+  for (const std::string& folder : folders) {
+    const std::string candidate = folder + "/" + kLibraryName;
+    if (auto entryPoints = TryOpen(candidate, library, failure)) {
+      return CDiscreteModule(library, *entryPoints, candidate);
+    }
+    // A folder without the file is no news; any other failure is.
+    if (failure.find("No such file") == std::string::npos) otherFailures += "; " + failure;
+  }
+  std::string searched;
+  for (const std::string& folder : folders) searched += (searched.empty() ? "" : ", ") + folder;
+  throw CModuleLoadError(std::string("cannot find the discrete module ") + kLibraryName + " in " + searched +
+                         " (set DISCRETE_MODULE to its path)" + otherFailures);
 }
 
 CDiscreteModule::CDiscreteModule(const CModuleEntryPoints& entryPoints, std::string path)

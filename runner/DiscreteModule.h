@@ -11,9 +11,9 @@
 //   1. the file named by the environment variable DISCRETE_MODULE (when set,
 //      nothing else is tried);
 //   2. libDiscrete.so next to the running executable;
-//   3. libDiscrete.so through the dynamic linker's search (the executable's
-//      run path, which in a build tree names the module's build folder,
-//      LD_LIBRARY_PATH, the system's library folders).
+//   3. libDiscrete.so in each folder the dynamic linker searches for the
+//      program's libraries: LD_LIBRARY_PATH, the program's run path (which in
+//      a build tree names the module's build folder), the system's folders.
 //
 // The module's functions throw exceptions derived from std::exception; they
 // pass through this class unchanged. The library stays loaded until the

@@ -140,7 +140,8 @@ half = "x == 0.5"
 
   const CRun noModule = Run("solve small.toml", "DISCRETE_MODULE=/nonexistent/libDiscrete.so");
   EXPECT_EQ(noModule.exitCode, 5);
-  EXPECT_THAT(noModule.errors, HasSubstr("discrete: module error: cannot load the discrete module libDiscrete.so"));
+  EXPECT_THAT(noModule.errors, HasSubstr("discrete: module error: cannot load the discrete module libDiscrete.so from "
+                                         "DISCRETE_MODULE=/nonexistent/libDiscrete.so: "));
   EXPECT_FALSE(fs::exists(folder / "small.db"));
 }
 
