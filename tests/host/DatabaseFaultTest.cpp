@@ -82,9 +82,23 @@ TEST_F(DamagedRecord, ADataColumnThatHoldsNoBytesIsReported) {
   EXPECT_THAT(ReadDamagedPoint(), HasSubstr("the data column holds no byte string"));
 }
 
-TEST(Checksum, MatchesTheStandardCheckValue) {
+// The definition, one bit at a time: the reference for the table method.
+uint32_t BitwiseCrc32(const unsigned char* data, size_t size) {
+  uint32_t crc = 0xFFFFFFFFu;
+  for (size_t i = 0; i < size; ++i) {
+    crc ^= data[i];
+    for (int bit = 0; bit < 8; ++bit) crc = (crc >> 1) ^ (0xEDB88320u & (0u - (crc & 1u)));
+  }
+  return ~crc;
+}
+
+TEST(Checksum, MatchesTheStandardCheckValueAndTheBitwiseDefinitionAtEveryLength) {
   const unsigned char digits[] = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
   EXPECT_EQ(Crc32(digits, sizeof digits), 0xCBF43926u);
+  std::vector<unsigned char> bytes(100);
+  for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<unsigned char>(i * 167 + 13);
+  for (size_t length = 0; length <= bytes.size(); ++length)
+    EXPECT_EQ(Crc32(bytes.data(), length), BitwiseCrc32(bytes.data(), length)) << "length " << length;
 }
 
 class ForeignFile : public ::testing::Test {
