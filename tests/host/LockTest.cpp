@@ -37,9 +37,9 @@ class DatabaseLock : public ::testing::Test {
     result.PutObject();
   }
 
-  CScratchDirectory m_directory;
-  std::string m_path = m_directory.File("tasks.db");
-  CPlainConnection m_other{m_path};
+  CScratchDirectory m_directory;                    // removed after the test
+  std::string m_path = m_directory.File("tasks.db");  // the database file
+  CPlainConnection m_other{m_path};                 // the other process
 };
 
 TEST_F(DatabaseLock, NestedHoldsKeepTheWriteLockUntilTheOutermostIsReleased) {
