@@ -50,10 +50,10 @@ class DamagedRecord : public ::testing::Test {
     return message;
   }
 
-  CScratchDirectory m_directory;
-  std::string m_path = m_directory.File("tasks.db");
-  CPlainConnection m_raw{m_path};
-  const std::string m_pointRow = "m_nTaskID = 12 AND m_nPointID = 3";
+  CScratchDirectory m_directory;                    // removed after the test
+  std::string m_path = m_directory.File("tasks.db");  // the database file
+  CPlainConnection m_raw{m_path};                   // damages records behind the library's back
+  const std::string m_pointRow = "m_nTaskID = 12 AND m_nPointID = 3";  // the damaged point's row
 };
 
 TEST_F(DamagedRecord, AFlippedBitIsReportedWithTheRecordAndKey) {
@@ -82,9 +82,23 @@ TEST_F(DamagedRecord, ADataColumnThatHoldsNoBytesIsReported) {
   EXPECT_THAT(ReadDamagedPoint(), HasSubstr("the data column holds no byte string"));
 }
 
-TEST(Checksum, MatchesTheStandardCheckValue) {
+// The definition, one bit at a time: the reference for the table method.
+uint32_t BitwiseCrc32(const unsigned char* data, size_t size) {
+  uint32_t crc = 0xFFFFFFFFu;
+  for (size_t i = 0; i < size; ++i) {
+    crc ^= data[i];
+    for (int bit = 0; bit < 8; ++bit) crc = (crc >> 1) ^ (0xEDB88320u & (0u - (crc & 1u)));
+  }
+  return ~crc;
+}
+
+TEST(Checksum, MatchesTheStandardCheckValueAndTheBitwiseDefinitionAtEveryLength) {
   const unsigned char digits[] = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
   EXPECT_EQ(Crc32(digits, sizeof digits), 0xCBF43926u);
+  std::vector<unsigned char> bytes(100);
+  for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<unsigned char>(i * 167 + 13);
+  for (size_t length = 0; length <= bytes.size(); ++length)
+    EXPECT_EQ(Crc32(bytes.data(), length), BitwiseCrc32(bytes.data(), length)) << "length " << length;
 }
 
 class ForeignFile : public ::testing::Test {
@@ -100,8 +114,8 @@ class ForeignFile : public ::testing::Test {
     return "opened";
   }
 
-  CScratchDirectory m_directory;
-  std::string m_path = m_directory.File("other.db");
+  CScratchDirectory m_directory;                    // removed after the test
+  std::string m_path = m_directory.File("other.db");  // the file offered as a task database
 };
 
 TEST_F(ForeignFile, ATextFileIsRefusedWithItsName) {
