@@ -146,6 +146,8 @@ TEST_F(BranchingTest, ChildRepeatingAStoredNodesBoundsIsSkipped) {
   CDiscreteNode upOnFirst;
   tree.BoundVariable(0, parent, upOnFirst);
   CDiscreteNode sameBounds = MakeNode(50.0, {7.0, 7.0, 7.0}, upOnFirst.m_vaLower, upOnFirst.m_vaUpper);
+  ASSERT_EQ(sameBounds.m_vaLower[1], 0.0);
+  sameBounds.m_vaLower[1] = -0.0;  // equal to 0.0 as a double
   Store(sameBounds);
   CDiscreteNode child;
   ASSERT_TRUE(tree.CreateNode(child));
