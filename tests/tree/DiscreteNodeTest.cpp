@@ -75,4 +75,11 @@ TEST(DiscreteNodeDeathTest, CopyOfANodeWhoseArraysDifferInLengthStops) {
   EXPECT_DEATH(target.Copy(broken), "nS2 == nS3");
 }
 
+TEST(DiscreteNodeDeathTest, NodeNumbersDoNotWrapToNegative) {
+  const int32_t next = CDiscreteNode::m_nNODE;
+  CDiscreteNode::m_nNODE = INT32_MAX;
+  EXPECT_DEATH(CDiscreteNode(-1), "m_nNODE < INT32_MAX");
+  CDiscreteNode::m_nNODE = next;
+}
+
 }  // namespace
