@@ -1,0 +1,78 @@
+#include "SqliteStatement.h"
+
+#include <sqlite3.h>
+
+#include "SqliteError.h"
+
+CSqliteStatement::CSqliteStatement(sqlite3* connection, std::string text)
+    : m_connection(connection), m_statement(nullptr), m_text(std::move(text)) {
+  const int resultCode = sqlite3_prepare_v3(m_connection, m_text.c_str(),
+                                            static_cast<int>(m_text.size()) + 1,
+                                            SQLITE_PREPARE_PERSISTENT, &m_statement, nullptr);
+  if (resultCode != SQLITE_OK) {
+    sqlite3_finalize(m_statement);
+    ThrowSqliteError(m_connection, resultCode, m_text);
+  }
+}
+
+CSqliteStatement::~CSqliteStatement() { sqlite3_finalize(m_statement); }
+
+void CSqliteStatement::BindInteger(int index, int64_t value) {
+  const int resultCode = sqlite3_bind_int64(m_statement, index, value);
+  if (resultCode != SQLITE_OK) ThrowSqliteError(m_connection, resultCode, m_text);
+}
+
+void CSqliteStatement::BindBlob(int index, const void* data, size_t size) {
+  const int resultCode = sqlite3_bind_blob64(m_statement, index, data, size, SQLITE_STATIC);
+  if (resultCode != SQLITE_OK) ThrowSqliteError(m_connection, resultCode, m_text);
+}
+
+bool CSqliteStatement::Step() {
+  for (;;) {
+    const int resultCode = sqlite3_step(m_statement);
+    if (resultCode == SQLITE_ROW) return true;
+    if (resultCode == SQLITE_DONE) return false;
+    if ((resultCode & 0xff) != SQLITE_BUSY) ThrowSqliteError(m_connection, resultCode, m_text);
+    // Another process holds the write lock and the busy handler has waited its
+    // time. A statement reports busy before it has produced a row or changed
+    // anything, so running it again from the start is safe. The short sleep
+    // keeps the loop from spinning in the cases where SQLite reports busy
+    // without calling the handler (e.g. while another process recovers the WAL).
+    sqlite3_reset(m_statement);
+    sqlite3_sleep(1);
+  }
+}
+
+void CSqliteStatement::Run() {
+  CStatementReset resetOnExit(*this);
+  while (Step()) {
+  }
+}
+
+void CSqliteStatement::Reset() {
+  // The result of reset repeats the error of the last step, which Step() has
+  // already reported; reset itself cannot fail.
+  sqlite3_reset(m_statement);
+  sqlite3_clear_bindings(m_statement);
+}
+
+int64_t CSqliteStatement::ColumnInteger(int column) const {
+  return sqlite3_column_int64(m_statement, column);
+}
+
+bool CSqliteStatement::ColumnIsBlob(int column) const {
+  return sqlite3_column_type(m_statement, column) == SQLITE_BLOB;
+}
+
+const unsigned char* CSqliteStatement::ColumnBlobData(int column) const {
+  return static_cast<const unsigned char*>(sqlite3_column_blob(m_statement, column));
+}
+
+size_t CSqliteStatement::ColumnBlobSize(int column) const {
+  return static_cast<size_t>(sqlite3_column_bytes(m_statement, column));
+}
+
+std::string CSqliteStatement::ColumnText(int column) const {
+  const unsigned char* text = sqlite3_column_text(m_statement, column);
+  return text != nullptr ? reinterpret_cast<const char*>(text) : "";
+}

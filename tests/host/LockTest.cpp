@@ -1,0 +1,120 @@
+// The task database lock: re-entrant within the process, one write
+// transaction across processes, committed on every way out of a hold. A second
+// plain SQLite connection plays the other process.
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <stdexcept>
+
+#include "HostTestSupport.h"
+#include "Records.h"
+#include "TaskDatabase.h"
+
+namespace {
+
+class DatabaseLock : public ::testing::Test {
+ protected:
+  void SetUp() override { OpenTaskDatabase(m_path); }
+  void TearDown() override { CloseTaskDatabase(); }
+
+  // True when another connection can take the write lock at once.
+  bool WriteLockIsFree() {
+    const int resultCode = m_other.TryExecute("BEGIN IMMEDIATE");
+    if (resultCode != SQLITE_OK) {
+      EXPECT_EQ(resultCode, SQLITE_BUSY);
+      return false;
+    }
+    m_other.Execute("COMMIT");
+    return true;
+  }
+  // How many CResult records another connection sees committed.
+  std::string CommittedResults() { return m_other.QueryText("SELECT count(*) FROM CResult"); }
+
+  static void WriteResult(int taskId) {
+    CResult result(GetPOD());
+    result.m_nTaskID = taskId;
+    result.PutObject();
+  }
+
+  CScratchDirectory m_directory;
+  std::string m_path = m_directory.File("tasks.db");
+  CPlainConnection m_other{m_path};
+};
+
+TEST_F(DatabaseLock, NestedHoldsKeepTheWriteLockUntilTheOutermostIsReleased) {
+  {
+    CLock outer(GetPOD(), 0);
+    WriteResult(1);
+    {
+      CLock middle(GetPOD(), 0);
+      {
+        CLock inner(GetPOD(), 0);
+        WriteResult(2);
+      }
+      EXPECT_FALSE(WriteLockIsFree());
+    }
+    EXPECT_FALSE(WriteLockIsFree());
+    EXPECT_EQ(CommittedResults(), "0");
+  }
+  EXPECT_TRUE(WriteLockIsFree());
+  EXPECT_EQ(CommittedResults(), "2");
+}
+
+TEST_F(DatabaseLock, ASecondUnLockOnTheSameObjectReleasesNothing) {
+  CLock outer(GetPOD(), 0);
+  CLock inner(GetPOD(), 0);
+  inner.UnLock();
+  inner.UnLock();
+  EXPECT_FALSE(WriteLockIsFree());
+  outer.UnLock();
+  EXPECT_TRUE(WriteLockIsFree());
+  outer.UnLock();
+  EXPECT_TRUE(WriteLockIsFree());
+}
+
+TEST_F(DatabaseLock, AnExceptionLeavingTheHoldCommitsWhatWasWrittenAndReleases) {
+  try {
+    CLock outer(GetPOD(), 0);
+    CLock inner(GetPOD(), 0);
+    WriteResult(7);
+    throw std::runtime_error("failure inside the hold");
+  } catch (const std::runtime_error&) {
+  }
+  EXPECT_TRUE(WriteLockIsFree());
+  EXPECT_EQ(CommittedResults(), "1");
+}
+
+TEST_F(DatabaseLock, WritesOutsideAnyHoldAreCommittedAtOnce) {
+  WriteResult(3);
+  EXPECT_EQ(CommittedResults(), "1");
+  EXPECT_TRUE(WriteLockIsFree());
+}
+
+TEST_F(DatabaseLock, ANullHandleOrAnUnknownModeIsRefused) {
+  try {
+    CLock lock(nullptr, 0);
+    FAIL() << "a lock on no database must throw";
+  } catch (const CDatabaseError& error) {
+    EXPECT_STREQ(error.what(), "task database lock: no task database is open");
+  }
+  EXPECT_THROW(CLock(GetPOD(), 1), CDatabaseError);
+  EXPECT_TRUE(WriteLockIsFree());
+}
+
+TEST_F(DatabaseLock, ClosingTheDatabaseCommitsAHoldThatIsStillOpen) {
+  {
+    CLock outer(GetPOD(), 0);
+    CLock inner(GetPOD(), 0);
+    WriteResult(4);
+    CloseTaskDatabase();
+    EXPECT_TRUE(WriteLockIsFree());
+    EXPECT_EQ(CommittedResults(), "1");
+    OpenTaskDatabase(m_path);
+    CLock onTheNewHandle(GetPOD(), 0);
+    EXPECT_FALSE(WriteLockIsFree());
+  }  // the closed handle's holds are released here, after the new one's
+  EXPECT_TRUE(WriteLockIsFree());
+}
+
+}  // namespace
