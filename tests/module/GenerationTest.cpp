@@ -25,7 +25,7 @@ CProblem MixedSetsProblem() {
 class GenerationTest : public CModuleTest {
  protected:
   void ExpectPreviousTreeKept(int storedBefore) {
-    EXPECT_EQ(theTree.m_nNumNodes, storedBefore);
+    EXPECT_EQ(theTree.Size(), storedBefore);
     EXPECT_THAT(theTree.m_vIndices, ElementsAre(1, 2, 3));
     EXPECT_TRUE(IsLockFree());
   }
@@ -47,7 +47,7 @@ TEST_F(GenerationTest, SetIdsBecomePositionsInTheTasksSetList) {
 TEST_F(GenerationTest, SetIdsThatNameNoSetRejectTheTaskBeforeTheTreeIsReplaced) {
   WriteSearchTask(m_pDatabase, MixedSetsProblem(), 7);
   GenDiscreteTask(7, m_pLog.get());
-  const int storedBefore = theTree.m_nNumNodes;
+  const int storedBefore = theTree.Size();
   for (int badSetId : {5, -2}) {
     CProblem problem = MixedSetsProblem();
     problem.variables[3].nSetId = badSetId;
@@ -67,7 +67,7 @@ TEST_F(GenerationTest, SetIdsThatNameNoSetRejectTheTaskBeforeTheTreeIsReplaced) 
 TEST_F(GenerationTest, MissingSetRecordKeepsThePreviousTree) {
   WriteSearchTask(m_pDatabase, MixedSetsProblem(), 7);
   GenDiscreteTask(7, m_pLog.get());
-  const int storedBefore = theTree.m_nNumNodes;
+  const int storedBefore = theTree.Size();
   DeleteAll("CDSet");
   EXPECT_THROW(GenDiscreteTask(7, m_pLog.get()), CGetObject);
   ExpectPreviousTreeKept(storedBefore);

@@ -30,11 +30,11 @@ TEST_F(PostingTest, PostRecordsTheSubtaskInTheSearchTasksResult) {
   const int subtask = StartAndSolveFirstSubtask();
   nNumAnalyses = 17;
   nNumGradCalc = 5;
-  const int storedBefore = theTree.m_nNumNodes;
+  const int storedBefore = theTree.Size();
 
   PostDiscreteTask(subtask, false);
 
-  EXPECT_EQ(theTree.m_nNumNodes, storedBefore + 1);
+  EXPECT_EQ(theTree.Size(), storedBefore + 1);
   EXPECT_EQ(curNode.m_dObjective, Fetch<CResult>(subtask).m_dBestObj);
   const CResult searchResult = Fetch<CResult>(kSearchTask);
   EXPECT_EQ(searchResult.m_nResultTask, subtask);
@@ -76,11 +76,11 @@ TEST_P(LatePostFailure, LeavesTheNodeFiledAndTheSearchRecordUnwritten) {
     task.m_nParentTaskID = 77;
     task.PutObject();
   }
-  const int storedBefore = theTree.m_nNumNodes;
+  const int storedBefore = theTree.Size();
 
   EXPECT_THROW(PostDiscreteTask(subtask, false), CGetObject);
 
-  EXPECT_EQ(theTree.m_nNumNodes, storedBefore + 1);
+  EXPECT_EQ(theTree.Size(), storedBefore + 1);
   EXPECT_EQ(Fetch<CResult>(subtask).m_nDiscreteFeasible, curNode.m_bFeasible ? 1 : 0);
   const CResult searchResult = Fetch<CResult>(kSearchTask);
   EXPECT_EQ(searchResult.m_nResultTask, 0);
@@ -98,12 +98,12 @@ TEST_F(PostingTest, UnreadableSubtaskResultChangesNothing) {
   const int subtask = StartAndSolveFirstSubtask();
   DeleteAll("CIter");
   const double objectiveBefore = curNode.m_dObjective;
-  const int storedBefore = theTree.m_nNumNodes;
+  const int storedBefore = theTree.Size();
 
   EXPECT_THROW(PostDiscreteTask(subtask, false), CGetObject);
 
   EXPECT_EQ(curNode.m_dObjective, objectiveBefore);
-  EXPECT_EQ(theTree.m_nNumNodes, storedBefore);
+  EXPECT_EQ(theTree.Size(), storedBefore);
   EXPECT_EQ(Fetch<CResult>(kSearchTask).m_nResultTask, 0);
   // Made once, then passed through GetBestResult, UpdateNodeData and
   // PostDiscreteTask, each at its own handler line.

@@ -7,6 +7,7 @@
 #include "DiscreteNode.h"
 #include "ModuleTestBed.h"
 #include "QuadraticHost.h"
+#include "TaskIdOverride.h"
 #include "Timing.h"
 #include "ValueAccess.h"
 
@@ -202,13 +203,11 @@ TEST_F(Node2TaskTest, MissingEquationsLeaveTheEarlierCopiesStored) {
 
 TEST_F(Node2TaskTest, ExistingResultRecordUnderTheNewIdIsRefused) {
   WriteSearch(0);
-  const int lastId = CDBCtrl(m_pDatabase).GetTaskID(false);
-  for (int id = lastId + 1; id <= lastId + 100; ++id) {
-    CResult squatter(m_pDatabase);
-    squatter.m_nTaskID = id;
-    squatter.m_nNumPoints = 42;
-    squatter.PutObject();
-  }
+  CResult squatter(m_pDatabase);  // the host never draws a used id: force one
+  squatter.m_nTaskID = 500;
+  squatter.m_nNumPoints = 42;
+  squatter.PutObject();
+  ForceNextTaskId(500);
   CDiscreteNode node = ChildNode(0.0, 1.0);
 
   EXPECT_THROW(Node2Task(node), CObjectExists);
