@@ -92,7 +92,12 @@ TEST_P(LatePostFailure, LeavesTheNodeFiledAndTheSearchRecordUnwritten) {
 
 INSTANTIATE_TEST_SUITE_P(MissingRecords, LatePostFailure,
                          ::testing::Values(ELateFailure::SubtaskTaskMissing,
-                                           ELateFailure::ResultOfTheTaskDerivedFromMissing));
+                                           ELateFailure::ResultOfTheTaskDerivedFromMissing),
+                         [](const ::testing::TestParamInfo<ELateFailure>& info) {
+                           return info.param == ELateFailure::SubtaskTaskMissing
+                                      ? "SubtaskTaskMissing"
+                                      : "ResultOfTheTaskDerivedFromMissing";
+                         });
 
 TEST_F(PostingTest, UnreadableSubtaskResultChangesNothing) {
   const int subtask = StartAndSolveFirstSubtask();

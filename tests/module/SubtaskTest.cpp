@@ -270,7 +270,12 @@ INSTANTIATE_TEST_SUITE_P(
     LeftOutInsideAndOutsideTheRange, ParentPoints,
     ::testing::Values(CNumberingCase{0, 0, {}}, CNumberingCase{-3, 0, {}}, CNumberingCase{1, 0, {}},
                       CNumberingCase{5, 0, {1, 2, 3, 4}}, CNumberingCase{5, 2, {0, 1, 3, 4}},
-                      CNumberingCase{3, 7, {0, 1, 2}}));
+                      CNumberingCase{3, 7, {0, 1, 2}}),
+    [](const ::testing::TestParamInfo<CNumberingCase>& info) {
+      const int count = info.param.nCount;
+      return (count < 0 ? "CountMinus" + std::to_string(-count) : "Count" + std::to_string(count)) +
+             "LeftOut" + std::to_string(info.param.nLeftOut);
+    });
 
 using ParentPointsFailure = CModuleTest;
 
