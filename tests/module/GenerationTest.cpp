@@ -7,6 +7,7 @@
 #include "DiscreteTree.h"
 #include "ModuleTestBed.h"
 #include "QuadraticHost.h"
+#include "Timing.h"
 
 namespace {
 
@@ -71,6 +72,14 @@ TEST_F(GenerationTest, MissingSetRecordKeepsThePreviousTree) {
   DeleteAll("CDSet");
   EXPECT_THROW(GenDiscreteTask(7, m_pLog.get()), CGetObject);
   ExpectPreviousTreeKept(storedBefore);
+}
+
+TEST_F(GenerationTest, MissingSearchTaskFailsAfterTheSearchIsNamed) {
+  EXPECT_THROW(GenDiscreteTask(99, m_pLog.get()), CGetObject);
+  EXPECT_EQ(nContinuousTask, 99);
+  EXPECT_EQ(pLogFile, m_pLog.get());
+  EXPECT_EQ(dbReadTime.m_dTotal, 0.0);
+  EXPECT_TRUE(IsLockFree());
 }
 
 TEST_F(GenerationTest, UnknownModuleTypeIsLoggedAndRejected) {

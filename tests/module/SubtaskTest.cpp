@@ -231,6 +231,24 @@ TEST_F(Node2TaskTest, MissingBestIterationFailsAfterTheResultRecordIsStored) {
   EXPECT_FALSE(PointExists(subtask, 0));
 }
 
+TEST_F(Node2TaskTest, MissingSearchPointStopsTheCopyingOfPoints) {
+  WriteSearch(1);
+  CResult searchResult = Fetch<CResult>(kSearchTask);
+  searchResult.m_nNumPoints = 6;  // points 4 and 5 do not exist
+  searchResult.PutObject();
+  CDiscreteNode node = ChildNode(0.0, 1.0);
+
+  EXPECT_THROW(Node2Task(node), CGetObject);
+
+  const int subtask = static_cast<int>(Values(Fetch<CTask>(kSearchTask).m_vChildTaskIDs).at(0));
+  for (int point = 0; point <= 3; ++point) EXPECT_TRUE(PointExists(subtask, point)) << point;
+  EXPECT_FALSE(Exists<CTask>(subtask));
+  // Made in UseParentPoints, passed through its handler and Node2Task's.
+  EXPECT_EQ(NewExceptionLines().size(), 1u);
+  EXPECT_EQ(PassedExceptionLines().size(), 2u);
+  EXPECT_TRUE(IsLockFree());
+}
+
 // UseParentPoints: source points 0 .. count - 1 less the left-out one become
 // target points 1, 2, ... in order.
 struct CNumberingCase {
