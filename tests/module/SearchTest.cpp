@@ -84,11 +84,11 @@ CProblem TwoIntegerProblem() {
   return problem;
 }
 
-TEST_F(SearchOutcome, SearchWithoutFeasibleDesignReportsNone) {
+TEST_F(SearchOutcome, InfeasibleContinuousOptimumEndsTheSearchWithoutResult) {
   CProblem problem = TwoIntegerProblem();
   problem.dLimit = -1.0;  // a.x >= 0 everywhere in the box
   WriteSearchTask(m_pDatabase, problem, 7);
-  RunSearch(m_pDatabase, problem, 7, m_pLog.get());
+  EXPECT_EQ(GenDiscreteTask(7, m_pLog.get()), 0);
   const CResult outcome = Fetch<CResult>(7);
   EXPECT_EQ(outcome.m_nDiscreteFeasible, 0);
   EXPECT_EQ(outcome.m_nResultTask, 0);
@@ -104,15 +104,6 @@ TEST_F(SearchOutcome, ContinuousOptimumOnAllowedValuesEndsTheSearchAtOnce) {
   const CResult outcome = Fetch<CResult>(7);
   EXPECT_EQ(outcome.m_nResultTask, 7);
   EXPECT_EQ(outcome.m_nDiscreteFeasible, 1);
-}
-
-TEST_F(SearchOutcome, InfeasibleContinuousOptimumEndsTheSearchAtOnce) {
-  CProblem problem = TwoIntegerProblem();
-  problem.dLimit = -1.0;
-  WriteSearchTask(m_pDatabase, problem, 7);
-  EXPECT_EQ(GenDiscreteTask(7, m_pLog.get()), 0);
-  EXPECT_EQ(Fetch<CResult>(7).m_nDiscreteFeasible, 0);
-  EXPECT_EQ(theTree.m_BestNode.m_nNodeID, -1);
 }
 
 TEST_F(SearchOutcome, TaskWithoutDiscreteVariablesKeepsItsContinuousOptimum) {
