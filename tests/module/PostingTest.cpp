@@ -1,6 +1,8 @@
 // PostDiscreteTask and UpdateNodeData: what a post writes, the running point
 // total, and what is already changed when a post fails.
 
+#include <cstdint>
+
 #include "BranchBound.h"
 #include "DiscreteTree.h"
 #include "ModuleTestBed.h"
@@ -56,6 +58,15 @@ TEST_F(PostingTest, CorrectionFlagSubtractsTheTotalOfTheTaskDerivedFrom) {
   // Derived from the search task itself: its own total is taken off again.
   PostDiscreteTask(subtask, true);
   EXPECT_EQ(Fetch<CResult>(kSearchTask).m_nTotalPoints, 2);
+}
+
+TEST_F(PostingTest, RunningTotalWrapsAt32Bits) {
+  const int subtask = StartAndSolveFirstSubtask();
+  CResult searchResult = Fetch<CResult>(kSearchTask);
+  searchResult.m_nTotalPoints = INT32_MAX;
+  searchResult.PutObject();
+  PostDiscreteTask(subtask, false);
+  EXPECT_EQ(Fetch<CResult>(kSearchTask).m_nTotalPoints, INT32_MIN + 1);
 }
 
 // A post that fails after the tree took the node: the subtask's flag is
