@@ -12,7 +12,7 @@
 //    discrete, which of them are integer-valued and which take their values
 //    from a set, the sets, the constraint tolerance and the sense.
 //
-// References, numbered as cited in the code:
+// References:
 //  1. Land & Doig (1960): branch and bound, nodes kept in order of their bound.
 //  2. Dakin (1965): branching by splitting one variable's range in two.
 //  3. Gupta & Ravindran (1985): branch and bound over nonlinear continuous
@@ -50,7 +50,8 @@
 // UpdateNode O(log n + m); CheckNode O(m times the set sizes); CreateNode
 // O(log n + m) per position tried. A store that holds a node whose objective
 // is NaN, or whose nodes were added under different senses, has no sorted
-// order; CreateNode then walks the store, O(n).
+// order; CreateNode then walks the store, and a removal may search all of
+// it, O(n).
 //
 // Not thread-safe; the sense m_nMinMax is process-wide.
 
@@ -136,7 +137,7 @@ class CDiscreteTree : public CAVLTree<CDiscreteNode> {
   // branch-position numbers and its three arrays.
   DISCRETE_EXPORT bool CreateNode(CDiscreteNode& child);
   // Child's arrays := copies of parent's, with one bound of the variable at
-  // `position` of m_vIndices moved (Dakin 1965, ref. 2). Up child (parent
+  // `position` of m_vIndices moved (Dakin 1965). Up child (parent
   // without one): lower bound := the next integer above the value (integers:
   // trunc + 1 for values >= 0, trunc below 0), or the first set value >= it
   // scanning from the set's start; capped at the upper bound. Down child:

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "DiscreteNode.h"
 
 namespace {
@@ -17,17 +19,13 @@ TEST(DiscreteNodeTest, NumberingConstructorTakesTheNextNumberAndTheDefaultOneTak
   EXPECT_EQ(child.m_nNodeID, next + 1);
   EXPECT_EQ(child.m_nParentID, next);
   EXPECT_EQ(CDiscreteNode::m_nNODE, next + 2);
+  const auto otherFields = [](const CDiscreteNode& node) {
+    return std::make_tuple(node.m_nUpChildID, node.m_nDownChildID, node.m_bFeasible, node.m_bClosed, node.m_nTaskID,
+                           node.m_nParentTaskID, node.m_nBranchPos, node.m_dObjective, node.m_dMaxCon,
+                           node.m_vaValues.size());
+  };
   for (const CDiscreteNode* node : {&root, &unnumbered, &child}) {
-    EXPECT_EQ(node->m_nUpChildID, -1);
-    EXPECT_EQ(node->m_nDownChildID, -1);
-    EXPECT_FALSE(node->m_bFeasible);
-    EXPECT_FALSE(node->m_bClosed);
-    EXPECT_EQ(node->m_nTaskID, -1);
-    EXPECT_EQ(node->m_nParentTaskID, -1);
-    EXPECT_EQ(node->m_nBranchPos, -1);
-    EXPECT_EQ(node->m_dObjective, 0.0);
-    EXPECT_EQ(node->m_dMaxCon, 0.0);
-    EXPECT_EQ(node->m_vaValues.size(), 0u);
+    EXPECT_EQ(otherFields(*node), std::make_tuple(-1, -1, false, false, -1, -1, -1, 0.0, 0.0, std::size_t{0}));
   }
 }
 
@@ -73,6 +71,13 @@ TEST(DiscreteNodeDeathTest, CopyOfANodeWhoseArraysDifferInLengthStops) {
   broken.m_vaLower = {0.0, 0.0};
   broken.m_vaUpper = {3.0};
   EXPECT_DEATH(target.Copy(broken), "nS2 == nS3");
+}
+
+TEST(DiscreteNodeDeathTest, NodeNumbersDoNotWrapToNegative) {
+  const int32_t next = CDiscreteNode::m_nNODE;
+  CDiscreteNode::m_nNODE = INT32_MAX;
+  EXPECT_DEATH(CDiscreteNode(-1), "m_nNODE < INT32_MAX");
+  CDiscreteNode::m_nNODE = next;
 }
 
 }  // namespace

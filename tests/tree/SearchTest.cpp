@@ -105,51 +105,44 @@ struct QuadraticProblem {
 
 // Two to four discrete variables (integer or set) and at most one continuous
 // one; with largeOffset the first integer variable lives near 3e9, beyond the
-// 32-bit range.
+// 32-bit range (and outside the constraint).
 QuadraticProblem RandomProblem(std::mt19937& random, int sense, bool largeOffset) {
   std::uniform_real_distribution<double> unit(0.0, 1.0);
   const auto between = [&](int low, int high) { return low + static_cast<int>(random() % (high - low + 1)); };
+  const int discrete = between(2, 4), count = discrete + between(0, 1);
   QuadraticProblem problem;
   problem.sense = sense;
-  const int discrete = between(2, 4), variables = discrete + between(0, 1);
-  std::vector<double> low, high, target, weight, coefficient;
-  bool offsetUsed = !largeOffset;
-  for (int i = 0; i < variables; ++i) {
-    double offset = 0.0, a = 2.0 * unit(random) - 1.0;
-    if (i >= discrete) {
-      problem.setRefs.push_back(0);
-      low.push_back(-2.0);
-      high.push_back(2.0);
-    } else if (random() % 2 == 0) {
-      problem.setRefs.push_back(-1);
-      if (!offsetUsed) {
-        offsetUsed = true;
-        offset = 3e9;
-        a = 0.0;
-      }
-      low.push_back(offset - between(0, 3));
-      high.push_back(offset + between(1, 4));
-    } else {
+  problem.setRefs.resize(count, 0);
+  for (std::valarray<double>* array : {&problem.lower, &problem.upper, &problem.target, &problem.weight,
+                                       &problem.coefficient}) {
+    array->resize(count);
+  }
+  for (int i = 0; i < count; ++i) {
+    double low = -2.0, high = 2.0, a = 2.0 * unit(random) - 1.0;
+    if (i < discrete && random() % 2 == 0) {
+      problem.setRefs[i] = -1;
+      const double offset = largeOffset ? 3e9 : 0.0;
+      if (largeOffset) a = 0.0;
+      largeOffset = false;
+      low = offset - between(0, 3);
+      high = offset + between(1, 4);
+    } else if (i < discrete) {
       std::vector<double> set;
       for (double v = -2.0; v <= 3.0; v += 0.5) {
         if (unit(random) < 0.4) set.push_back(v);
       }
       if (set.size() < 2) set = {-1.0, 2.5};
       problem.sets.push_back(set);
-      problem.setRefs.push_back(static_cast<int>(problem.sets.size()));
-      low.push_back(set.front());
-      high.push_back(set.back());
+      problem.setRefs[i] = static_cast<int>(problem.sets.size());
+      low = set.front();
+      high = set.back();
     }
-    target.push_back(low.back() - 1.0 + (high.back() - low.back() + 2.0) * unit(random));
-    weight.push_back(0.5 + 1.5 * unit(random));
-    coefficient.push_back(a);
+    problem.lower[i] = low;
+    problem.upper[i] = high;
+    problem.target[i] = low - 1.0 + (high - low + 2.0) * unit(random);
+    problem.weight[i] = 0.5 + 1.5 * unit(random);
+    problem.coefficient[i] = a;
   }
-  const auto array = [](const std::vector<double>& v) { return std::valarray<double>(v.data(), v.size()); };
-  problem.lower = array(low);
-  problem.upper = array(high);
-  problem.target = array(target);
-  problem.weight = array(weight);
-  problem.coefficient = array(coefficient);
   problem.rhs = (problem.coefficient * 0.5 * (problem.lower + problem.upper)).sum() + 2.0 * unit(random) - 1.0;
   return problem;
 }
@@ -193,12 +186,11 @@ TEST_P(WholeSearchTest, IncumbentEqualsTheBestEnumeratedDesign) {
     EXPECT_NEAR(tree.m_BestNode.m_dObjective, best, 1e-9 * (1.0 + std::fabs(best)));
     EXPECT_TRUE(tree.m_BestNode.m_bFeasible);
     EXPECT_LE(tree.m_BestNode.m_dMaxCon, kConTol);
-    for (std::size_t i = 0; i < problem.setRefs.size(); ++i) {
-      if (problem.setRefs[i] == 0) continue;
-      const std::vector<double> domain = problem.Domain(i);
-      const double value = tree.m_BestNode.m_vaValues[i];
+    for (int variable : tree.m_vIndices) {
+      const std::vector<double> domain = problem.Domain(variable);
+      const double value = tree.m_BestNode.m_vaValues[variable];
       EXPECT_TRUE(std::any_of(domain.begin(), domain.end(), [&](double v) { return std::fabs(v - value) <= 1e-12; }))
-          << "variable " << i << " = " << value;
+          << "variable " << variable << " = " << value;
     }
   }
 }
