@@ -71,8 +71,3 @@ const unsigned char* CSqliteStatement::ColumnBlobData(int column) const {
 size_t CSqliteStatement::ColumnBlobSize(int column) const {
   return static_cast<size_t>(sqlite3_column_bytes(m_statement, column));
 }
-
-std::string CSqliteStatement::ColumnText(int column) const {
-  const unsigned char* text = sqlite3_column_text(m_statement, column);
-  return text != nullptr ? reinterpret_cast<const char*>(text) : "";
-}

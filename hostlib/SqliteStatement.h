@@ -9,7 +9,7 @@
 //   {
 //     CStatementReset resetOnExit(select);
 //     select.BindInteger(1, taskId);
-//     if (select.Step()) ... select.ColumnBlob(0) ...
+//     if (select.Step()) ... select.ColumnBlobData(0), select.ColumnBlobSize(0) ...
 //   }  // reset here, so the statement holds no read transaction open
 //
 // Every failure goes to ThrowSqliteError. A step that finds the database
@@ -49,11 +49,10 @@ class CSqliteStatement {
   // Columns of the current row, numbered from 0.
   int64_t ColumnInteger(int column) const;
   bool ColumnIsBlob(int column) const;  // false for NULL, text and numbers
-  const unsigned char* ColumnBlobData(int column) const;  // valid until the next Step() or Reset()
+  // The bytes of a BLOB column (ask for them before their size, as SQLite
+  // requires); valid until the next Step() or Reset().
+  const unsigned char* ColumnBlobData(int column) const;
   size_t ColumnBlobSize(int column) const;
-  std::string ColumnText(int column) const;
-
-  const std::string& Text() const { return m_text; }
 
  private:
   sqlite3* m_connection;     // not owned; outlives the statement

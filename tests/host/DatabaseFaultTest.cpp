@@ -50,10 +50,10 @@ class DamagedRecord : public ::testing::Test {
     return message;
   }
 
-  CScratchDirectory m_directory;
-  std::string m_path = m_directory.File("tasks.db");
-  CPlainConnection m_raw{m_path};
-  const std::string m_pointRow = "m_nTaskID = 12 AND m_nPointID = 3";
+  CScratchDirectory m_directory;                    // removed after the test
+  std::string m_path = m_directory.File("tasks.db");  // the database file
+  CPlainConnection m_raw{m_path};                   // damages records behind the library's back
+  const std::string m_pointRow = "m_nTaskID = 12 AND m_nPointID = 3";  // the damaged point's row
 };
 
 TEST_F(DamagedRecord, AFlippedBitIsReportedWithTheRecordAndKey) {
@@ -114,8 +114,8 @@ class ForeignFile : public ::testing::Test {
     return "opened";
   }
 
-  CScratchDirectory m_directory;
-  std::string m_path = m_directory.File("other.db");
+  CScratchDirectory m_directory;                    // removed after the test
+  std::string m_path = m_directory.File("other.db");  // the file offered as a task database
 };
 
 TEST_F(ForeignFile, ATextFileIsRefusedWithItsName) {

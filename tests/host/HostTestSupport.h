@@ -56,8 +56,6 @@ class CPlainConnection {
   std::string ReadBlob(const std::string& table, const std::string& where);
   void WriteBlob(const std::string& table, const std::string& where, const std::string& bytes);
 
-  sqlite3* Handle() const { return m_connection; }
-
  private:
   sqlite3* m_connection;  // owned
 };

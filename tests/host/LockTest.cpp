@@ -10,6 +10,7 @@
 #include "HostTestSupport.h"
 #include "Records.h"
 #include "TaskDatabase.h"
+#include "TaskDatabaseConnection.h"
 
 namespace {
 
@@ -37,9 +38,9 @@ class DatabaseLock : public ::testing::Test {
     result.PutObject();
   }
 
-  CScratchDirectory m_directory;
-  std::string m_path = m_directory.File("tasks.db");
-  CPlainConnection m_other{m_path};
+  CScratchDirectory m_directory;                    // removed after the test
+  std::string m_path = m_directory.File("tasks.db");  // the database file
+  CPlainConnection m_other{m_path};                 // the other process
 };
 
 TEST_F(DatabaseLock, NestedHoldsKeepTheWriteLockUntilTheOutermostIsReleased) {
@@ -115,6 +116,26 @@ TEST_F(DatabaseLock, ClosingTheDatabaseCommitsAHoldThatIsStillOpen) {
     EXPECT_FALSE(WriteLockIsFree());
   }  // the closed handle's holds are released here, after the new one's
   EXPECT_TRUE(WriteLockIsFree());
+}
+
+// A deferred foreign-key violation is one way to make COMMIT itself fail.
+TEST_F(DatabaseLock, AFailedCommitIsThrownAndDoesNotLeaveTheFileLocked) {
+  sqlite3* connection = TaskDatabaseConnection(GetPOD());
+  ASSERT_EQ(sqlite3_exec(connection,
+                         "PRAGMA foreign_keys = ON; CREATE TABLE parent (id INTEGER PRIMARY KEY);"
+                         "CREATE TABLE child (parent INTEGER REFERENCES parent DEFERRABLE INITIALLY DEFERRED)",
+                         nullptr, nullptr, nullptr),
+            SQLITE_OK);
+  CLock lock(GetPOD(), 0);
+  WriteResult(5);
+  ASSERT_EQ(sqlite3_exec(connection, "INSERT INTO child VALUES (99)", nullptr, nullptr, nullptr), SQLITE_OK);
+  EXPECT_THROW(lock.UnLock(), CDatabaseError);
+  EXPECT_TRUE(WriteLockIsFree());
+  EXPECT_EQ(CommittedResults(), "0");
+  CLock next(GetPOD(), 0);
+  WriteResult(6);
+  next.UnLock();
+  EXPECT_EQ(CommittedResults(), "1");
 }
 
 }  // namespace

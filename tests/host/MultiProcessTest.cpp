@@ -21,8 +21,8 @@ class SharedDatabaseFile : public ::testing::Test {
     CloseTaskDatabase();
   }
 
-  CScratchDirectory m_directory;
-  std::string m_path = m_directory.File("shared.db");
+  CScratchDirectory m_directory;                     // removed after the test
+  std::string m_path = m_directory.File("shared.db");  // the file the processes share
 };
 
 constexpr int kIncrementsPerProcess = 1000;
