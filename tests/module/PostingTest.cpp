@@ -1,6 +1,8 @@
 // PostDiscreteTask and UpdateNodeData: what a post writes, the running point
 // total, and what is already changed when a post fails.
 
+#include <cstdint>
+
 #include "BranchBound.h"
 #include "DiscreteTree.h"
 #include "ModuleTestBed.h"
@@ -30,11 +32,11 @@ TEST_F(PostingTest, PostRecordsTheSubtaskInTheSearchTasksResult) {
   const int subtask = StartAndSolveFirstSubtask();
   nNumAnalyses = 17;
   nNumGradCalc = 5;
-  const int storedBefore = theTree.m_nNumNodes;
+  const int storedBefore = theTree.Size();
 
   PostDiscreteTask(subtask, false);
 
-  EXPECT_EQ(theTree.m_nNumNodes, storedBefore + 1);
+  EXPECT_EQ(theTree.Size(), storedBefore + 1);
   EXPECT_EQ(curNode.m_dObjective, Fetch<CResult>(subtask).m_dBestObj);
   const CResult searchResult = Fetch<CResult>(kSearchTask);
   EXPECT_EQ(searchResult.m_nResultTask, subtask);
@@ -58,6 +60,15 @@ TEST_F(PostingTest, CorrectionFlagSubtractsTheTotalOfTheTaskDerivedFrom) {
   EXPECT_EQ(Fetch<CResult>(kSearchTask).m_nTotalPoints, 2);
 }
 
+TEST_F(PostingTest, RunningTotalWrapsAt32Bits) {
+  const int subtask = StartAndSolveFirstSubtask();
+  CResult searchResult = Fetch<CResult>(kSearchTask);
+  searchResult.m_nTotalPoints = INT32_MAX;
+  searchResult.PutObject();
+  PostDiscreteTask(subtask, false);
+  EXPECT_EQ(Fetch<CResult>(kSearchTask).m_nTotalPoints, INT32_MIN + 1);
+}
+
 // A post that fails after the tree took the node: the subtask's flag is
 // written, the search task's record is not.
 enum class ELateFailure { SubtaskTaskMissing, ResultOfTheTaskDerivedFromMissing };
@@ -76,11 +87,11 @@ TEST_P(LatePostFailure, LeavesTheNodeFiledAndTheSearchRecordUnwritten) {
     task.m_nParentTaskID = 77;
     task.PutObject();
   }
-  const int storedBefore = theTree.m_nNumNodes;
+  const int storedBefore = theTree.Size();
 
   EXPECT_THROW(PostDiscreteTask(subtask, false), CGetObject);
 
-  EXPECT_EQ(theTree.m_nNumNodes, storedBefore + 1);
+  EXPECT_EQ(theTree.Size(), storedBefore + 1);
   EXPECT_EQ(Fetch<CResult>(subtask).m_nDiscreteFeasible, curNode.m_bFeasible ? 1 : 0);
   const CResult searchResult = Fetch<CResult>(kSearchTask);
   EXPECT_EQ(searchResult.m_nResultTask, 0);
@@ -92,18 +103,23 @@ TEST_P(LatePostFailure, LeavesTheNodeFiledAndTheSearchRecordUnwritten) {
 
 INSTANTIATE_TEST_SUITE_P(MissingRecords, LatePostFailure,
                          ::testing::Values(ELateFailure::SubtaskTaskMissing,
-                                           ELateFailure::ResultOfTheTaskDerivedFromMissing));
+                                           ELateFailure::ResultOfTheTaskDerivedFromMissing),
+                         [](const ::testing::TestParamInfo<ELateFailure>& info) {
+                           return info.param == ELateFailure::SubtaskTaskMissing
+                                      ? "SubtaskTaskMissing"
+                                      : "ResultOfTheTaskDerivedFromMissing";
+                         });
 
 TEST_F(PostingTest, UnreadableSubtaskResultChangesNothing) {
   const int subtask = StartAndSolveFirstSubtask();
   DeleteAll("CIter");
   const double objectiveBefore = curNode.m_dObjective;
-  const int storedBefore = theTree.m_nNumNodes;
+  const int storedBefore = theTree.Size();
 
   EXPECT_THROW(PostDiscreteTask(subtask, false), CGetObject);
 
   EXPECT_EQ(curNode.m_dObjective, objectiveBefore);
-  EXPECT_EQ(theTree.m_nNumNodes, storedBefore);
+  EXPECT_EQ(theTree.Size(), storedBefore);
   EXPECT_EQ(Fetch<CResult>(kSearchTask).m_nResultTask, 0);
   // Made once, then passed through GetBestResult, UpdateNodeData and
   // PostDiscreteTask, each at its own handler line.

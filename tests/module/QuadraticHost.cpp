@@ -242,6 +242,10 @@ void SolveSubtask(POD* pDatabase, const CProblem& problem, int nTaskID) {
   start.m_nPointID = 0;
   EXPECT_TRUE(start.GetObject()) << "start point of task " << nTaskID;
   EXPECT_EQ(start.m_vaValues.size(), problem.variables.size());
+  for (size_t i = 0; problem.nModuleType == 0 && i < start.m_vaValues.size(); ++i) {
+    EXPECT_TRUE(start.m_vaValues[i] >= lower[i] && start.m_vaValues[i] <= upper[i])
+        << "start value " << i << " of task " << nTaskID << " lies outside its bounds";
+  }
   RecordDesign(pDatabase, nTaskID, 1, SolveInBox(problem, lower, upper));
 }
 

@@ -7,6 +7,7 @@
 #include "DiscreteNode.h"
 #include "ModuleTestBed.h"
 #include "QuadraticHost.h"
+#include "TaskIdOverride.h"
 #include "Timing.h"
 #include "ValueAccess.h"
 
@@ -202,13 +203,11 @@ TEST_F(Node2TaskTest, MissingEquationsLeaveTheEarlierCopiesStored) {
 
 TEST_F(Node2TaskTest, ExistingResultRecordUnderTheNewIdIsRefused) {
   WriteSearch(0);
-  const int lastId = CDBCtrl(m_pDatabase).GetTaskID(false);
-  for (int id = lastId + 1; id <= lastId + 100; ++id) {
-    CResult squatter(m_pDatabase);
-    squatter.m_nTaskID = id;
-    squatter.m_nNumPoints = 42;
-    squatter.PutObject();
-  }
+  CResult squatter(m_pDatabase);  // the host never draws a used id: force one
+  squatter.m_nTaskID = 500;
+  squatter.m_nNumPoints = 42;
+  squatter.PutObject();
+  ForceNextTaskId(500);
   CDiscreteNode node = ChildNode(0.0, 1.0);
 
   EXPECT_THROW(Node2Task(node), CObjectExists);
@@ -230,6 +229,24 @@ TEST_F(Node2TaskTest, MissingBestIterationFailsAfterTheResultRecordIsStored) {
   const int subtask = static_cast<int>(Values(Fetch<CTask>(kSearchTask).m_vChildTaskIDs).at(0));
   EXPECT_EQ(Fetch<CResult>(subtask).m_nNumPoints, 1);
   EXPECT_FALSE(PointExists(subtask, 0));
+}
+
+TEST_F(Node2TaskTest, MissingSearchPointStopsTheCopyingOfPoints) {
+  WriteSearch(1);
+  CResult searchResult = Fetch<CResult>(kSearchTask);
+  searchResult.m_nNumPoints = 6;  // points 4 and 5 do not exist
+  searchResult.PutObject();
+  CDiscreteNode node = ChildNode(0.0, 1.0);
+
+  EXPECT_THROW(Node2Task(node), CGetObject);
+
+  const int subtask = static_cast<int>(Values(Fetch<CTask>(kSearchTask).m_vChildTaskIDs).at(0));
+  for (int point = 0; point <= 3; ++point) EXPECT_TRUE(PointExists(subtask, point)) << point;
+  EXPECT_FALSE(Exists<CTask>(subtask));
+  // Made in UseParentPoints, passed through its handler and Node2Task's.
+  EXPECT_EQ(NewExceptionLines().size(), 1u);
+  EXPECT_EQ(PassedExceptionLines().size(), 2u);
+  EXPECT_TRUE(IsLockFree());
 }
 
 // UseParentPoints: source points 0 .. count - 1 less the left-out one become
@@ -271,7 +288,12 @@ INSTANTIATE_TEST_SUITE_P(
     LeftOutInsideAndOutsideTheRange, ParentPoints,
     ::testing::Values(CNumberingCase{0, 0, {}}, CNumberingCase{-3, 0, {}}, CNumberingCase{1, 0, {}},
                       CNumberingCase{5, 0, {1, 2, 3, 4}}, CNumberingCase{5, 2, {0, 1, 3, 4}},
-                      CNumberingCase{3, 7, {0, 1, 2}}));
+                      CNumberingCase{3, 7, {0, 1, 2}}),
+    [](const ::testing::TestParamInfo<CNumberingCase>& info) {
+      const int count = info.param.nCount;
+      return (count < 0 ? "CountMinus" + std::to_string(-count) : "Count" + std::to_string(count)) +
+             "LeftOut" + std::to_string(info.param.nLeftOut);
+    });
 
 using ParentPointsFailure = CModuleTest;
 
