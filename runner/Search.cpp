@@ -73,9 +73,16 @@ CSearchOutcome CBranchAndBoundSearch::Run(int searchTaskId) {
   }();
   m_mirror = CNodeMirror(settings.minimize, settings.tolerance);
 
-  SolveSearchTask();
-  int subtaskId = StartSearch();
+  // Each step holds the database lock throughout, so that its records (the
+  // solver's, then the module's) are committed together.
+  int subtaskId = 0;
+  {
+    CLock step(GetPOD(), 0);
+    SolveSearchTask();
+    subtaskId = StartSearch();
+  }
   while (subtaskId != 0) {
+    CLock step(GetPOD(), 0);
     SolveAndPost(subtaskId);
     if (HasReachedNodeLimit()) {
       StopEarly(ESearchEnd::NodeLimit);
