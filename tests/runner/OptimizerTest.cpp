@@ -141,6 +141,25 @@ TEST(Optimizer, AnInfeasibleProblemYieldsItsLeastInfeasibleDesign) {
   EXPECT_NEAR(best.maxConstraint, 1.0, 1e-9);
 }
 
+TEST(Optimizer, RestoresFeasibilityWhenTheLinearisedConstraintsContradictEachOther) {
+  // Kocis & Grossmann's small MINLP, relaxed: from (5, 5, 0.5, 0.5, 0.5) the
+  // linearisations of x1^2 + y1 == 1.25 and x1 + y1 <= 1.6 admit no step.
+  CContinuousProblem problem = Box({0, 0, 0, 0, 0}, {10, 10, 1, 1, 1});
+  problem.isEquality = {true, true, false, false, false};
+  problem.evaluate = [](const double* x, double* objective, double* constraints) {
+    *objective = 2 * x[0] + 3 * x[1] + 1.5 * x[2] + 2 * x[3] - 0.5 * x[4];
+    constraints[0] = x[0] * x[0] + x[2] - 1.25;
+    constraints[1] = std::pow(x[1], 1.5) + 1.5 * x[3] - 3;
+    constraints[2] = x[0] + x[2] - 1.6;
+    constraints[3] = 1.333 * x[1] + x[3] - 3;
+    constraints[4] = x[2] + x[3] - x[4];
+  };
+  const COptimizationResult result = Optimize(problem, {{5, 5, 0.5, 0.5, 0.5}}, Settings("slsqp"), 50);
+  EXPECT_LE(result.Best().maxConstraint, 1e-6);
+  EXPECT_NEAR(result.Best().objective, 7.66718, 1e-4);
+  EXPECT_NE(result.runs[0].statusText.find("after restoration"), std::string::npos);
+}
+
 TEST(Optimizer, KeepsABoundedHistoryWhoseLastEntryIsTheBest) {
   const COptimizationResult result = Optimize(HalfPlane(), {{3.0, -3.0}}, Settings("cobyla"), 3);
   const CLocalRun& run = result.runs[0];
