@@ -31,25 +31,6 @@ CDiscreteResult DiscreteResultOf(int taskId) {
 
 }  // namespace
 
-const char* Describe(ENodeOutcome outcome) {
-  switch (outcome) {
-    case ENodeOutcome::Infeasible: return "infeasible";
-    case ENodeOutcome::WorseThanIncumbent: return "worse than incumbent";
-    case ENodeOutcome::DiscreteFeasible: return "discrete feasible";
-    case ENodeOutcome::ToBranch: return "to branch";
-  }
-  return "?";
-}
-
-const char* Describe(ESearchEnd end) {
-  switch (end) {
-    case ESearchEnd::Complete: return "search complete";
-    case ESearchEnd::NodeLimit: return "stopped at the node limit";
-    case ESearchEnd::TimeLimit: return "stopped at the time limit";
-  }
-  return "?";
-}
-
 CBranchAndBoundSearch::CBranchAndBoundSearch(const CDiscreteModule& module, FSolveTask solveTask,
                                              CSearchObserver& observer, const CSearchLimits& limits, CLogFile* log)
     : m_module(module), m_solveTask(std::move(solveTask)), m_observer(observer), m_limits(limits), m_log(log) {}

@@ -57,9 +57,10 @@ std::string Bound(const CDVar& parent, const CDVar& child) {
 std::string Status(const CTaskView& view, double tolerance) {
   if (!view.solved) return "not solved";
   if (!(view.result.m_dBestMaxCon <= tolerance)) return "infeasible";
-  if (view.result.m_nDiscreteFeasible != 0 && view.task.m_nTaskKind != kSearchTaskKind) return "discrete feasible";
+  const bool isRoot = view.task.m_nParentTaskID <= 0;
+  if (view.result.m_nDiscreteFeasible != 0 && !isRoot) return "discrete feasible";
   if (!view.task.m_vChildTaskIDs.empty()) return "branched";
-  return view.task.m_nTaskKind == kSearchTaskKind ? "root" : "pruned";
+  return isRoot ? "root" : "pruned";
 }
 
 // The nodes in depth-first order (children in creation order), without
@@ -140,7 +141,7 @@ std::vector<int> SearchTasks() {
   for (int taskId = 1; taskId <= lastId; ++taskId) {
     CTask task(GetPOD());
     task.m_nTaskID = taskId;
-    if (task.GetObject() && task.m_nTaskKind == kSearchTaskKind) tasks.push_back(taskId);
+    if (task.GetObject() && task.m_nTaskKind == kSearchTaskKind && task.m_nParentTaskID <= 0) tasks.push_back(taskId);
   }
   return tasks;
 }

@@ -34,13 +34,7 @@ std::string LogPathFor(const std::string& databasePath) {
 }
 
 void ApplyOverrides(const CSolveOptions& options, CProblem& problem) {
-  if (options.optimizer) {
-    const std::string& name = *options.optimizer;
-    if (name != "slsqp" && name != "cobyla" && name != "auglag") {
-      throw CProblemFileError("--optimizer", {{0, "", fmt::format("\"{}\" is not an algorithm; use slsqp, cobyla or auglag", name)}});
-    }
-    problem.optimizer.algorithm = name;
-  }
+  if (options.optimizer) problem.optimizer.algorithm = *options.optimizer;
   if (options.maxNodes) problem.limits.maxNodes = *options.maxNodes;
   if (options.timeLimit) problem.limits.timeLimit = *options.timeLimit;
 }

@@ -1,5 +1,7 @@
 #include "TaskListing.h"
 
+#include <string>
+
 #include <fmt/format.h>
 
 #include "Records.h"
@@ -8,12 +10,11 @@
 
 namespace {
 
+// A subtask is known by its parent (its kind is copied from the parent until
+// it is solved).
 const char* KindOf(const CTask& task) {
-  switch (long(task.m_nTaskKind)) {
-    case 1: return "search";
-    case 2: return "subtask";
-    default: return "task";
-  }
+  if (task.m_nParentTaskID > 0) return "subtask";
+  return task.m_nTaskKind == 1 ? "search" : "task";
 }
 
 void PrintTaskLine(FILE* out, const CTask& task) {
@@ -22,7 +23,7 @@ void PrintTaskLine(FILE* out, const CTask& task) {
   const bool solved = result.GetObject();
   const double tolerance = task.m_nModuleType == 1 ? task.m_dConTol1 : task.m_dConTol0;
   std::string discrete;
-  if (solved && task.m_nTaskKind == 1 && result.m_nResultTask > 0) {
+  if (solved && std::string(KindOf(task)) == "search" && result.m_nResultTask > 0) {
     discrete = fmt::format("result task {} ({})", long(result.m_nResultTask),
                            result.m_nDiscreteFeasible ? "feasible discrete" : "no feasible discrete design");
   } else if (solved && result.m_nDiscreteFeasible) {

@@ -233,6 +233,5 @@ CTaskSolution SolveTask(int taskId) {
   solution.analyses = result.analyses;
   solution.gradients = result.gradients;
   solution.seconds = seconds;
-  solution.status = result.runs[result.bestRun].statusText;
   return solution;
 }

@@ -30,8 +30,6 @@
 // inconsistent or hold expressions that do not compile, and CDatabaseError
 // when the database fails.
 
-#include <string>
-
 #include "Design.h"
 
 struct CTaskSolution {
@@ -42,7 +40,6 @@ struct CTaskSolution {
   int analyses = 0;         // analyses, finite differences included
   int gradients = 0;        // gradient estimates
   double seconds = 0.0;     // wall time, database work included
-  std::string status;       // NLopt's result code of the best run, in words
 };
 
 CTaskSolution SolveTask(int taskId);

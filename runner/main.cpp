@@ -2,6 +2,8 @@
 // files with the branch-and-bound module, and shows what a task database
 // holds. Usage in docs/cli.md; exit codes in ExitCodes.h.
 
+#include <functional>
+
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
@@ -55,7 +57,8 @@ int main(int argc, char** argv) {
   solveCommand->add_option("--log", solve.logPath, "log file (default: the database's name with .log)");
   solveCommand->add_option("--log-level", solve.logLevel, "log detail: 0 errors ... 3 module debug lines")
       ->check(CLI::Range(0, 9));
-  solveCommand->add_option("--optimizer", optimizer, "slsqp, cobyla or auglag (default: the file's)");
+  solveCommand->add_option("--optimizer", optimizer, "slsqp, cobyla or auglag (default: the file's)")
+      ->check(CLI::IsMember({"slsqp", "cobyla", "auglag"}));
   solveCommand->add_option("--max-nodes", maxNodes, "stop after this many subtasks (0: no limit)")
       ->check(CLI::NonNegativeNumber);
   solveCommand->add_option("--time-limit", timeLimit, "stop after this many seconds (0: no limit)")

@@ -131,6 +131,7 @@ half = "x == 0.5"
   EXPECT_EQ(Run("solve").exitCode, 2);
   EXPECT_EQ(Run("frobnicate").exitCode, 2);
   EXPECT_EQ(Run("solve small.toml --max-nodes -3").exitCode, 2);
+  EXPECT_EQ(Run("solve small.toml --optimizer newton").exitCode, 2);
 
   Write("text.db", "these are my notes, not a task database\n");
   const CRun notADatabase = Run("solve small.toml --db text.db");
@@ -185,6 +186,18 @@ TEST_F(Program, TheLimitsStopTheSearchAndSaySo) {
   EXPECT_EQ(run.exitCode, 0);  // the first subtask (x >= 2) is a discrete design, though not the best
   EXPECT_THAT(run.output, HasSubstr("Result: the best feasible discrete design found so far (stopped at the node "
                                     "limit), held by task 2\n  objective  objective = 1.57  (minimised)"));
+}
+
+TEST_F(Program, TheLogHoldsOneLinePerNodeAndTheModulesDebugLinesAboveLevelTwo) {
+  Write("small.toml", kSmall);
+  ASSERT_EQ(Run("solve small.toml --quiet --optimizer cobyla --log-level 3 --log detail.log").exitCode, 0);
+  const std::string log = ReadAll(folder / "detail.log");
+  EXPECT_THAT(log, HasSubstr("SEARCH node 2: task 3 (from task 1): objective "));
+  EXPECT_THAT(log, HasSubstr("SEARCH search complete after 2 subtasks"));
+  EXPECT_THAT(log, HasSubstr("Indices of discrete variables"));
+  EXPECT_FALSE(fs::exists(folder / "small.log"));
+  ASSERT_EQ(Run("solve small.toml --quiet --db quiet.db").exitCode, 0);
+  EXPECT_THAT(ReadAll(folder / "quiet.log"), Not(HasSubstr("Indices of discrete variables")));
 }
 
 TEST_F(Program, VersionNamesTheProgramAndTheModule) {
