@@ -24,11 +24,12 @@ struct CTreeNode {
   std::vector<int> children;    // child task ids
 };
 
+// The records of one task that the tree shows.
 struct CTaskView {
-  CTask task;
-  CDVar variables;
-  CResult result;
-  bool solved = false;
+  CTask task;           // its task record
+  CDVar variables;      // its bounds
+  CResult result;       // its result; valid when solved
+  bool solved = false;  // it has a result record
   explicit CTaskView(int taskId) : task(GetPOD()), variables(GetPOD()), result(GetPOD()) {
     task.m_nTaskID = taskId;
     variables.m_nTaskID = taskId;
@@ -67,15 +68,15 @@ std::string Status(const CTaskView& view, double tolerance) {
 // recursion: trees can be deep.
 std::vector<CTreeNode> ReadTree(int searchTaskId) {
   const CTaskView root(searchTaskId);
-  const double tolerance = root.task.m_nModuleType == 1 ? root.task.m_dConTol1 : root.task.m_dConTol0;
+  const double tolerance = ConstraintToleranceOf(root.task);
   const int incumbent = root.solved && root.result.m_nDiscreteFeasible ? int(root.result.m_nResultTask) : 0;
   std::vector<CTreeNode> nodes;
-  struct CPending {
-    int taskId;
-    int depth;
-    bool isLastChild;
-    std::vector<bool> openLevels;
-    std::string branch;
+  struct CPending {               // a node still to be read
+    int taskId;                    // its task
+    int depth;                     // 0 for the search task
+    bool isLastChild;              // last among its siblings
+    std::vector<bool> openLevels;  // as CTreeNode's
+    std::string branch;            // the bound its branching moved
   };
   std::vector<CPending> stack{{searchTaskId, 0, true, {}, "root"}};
   while (!stack.empty()) {

@@ -21,7 +21,7 @@ void PrintTaskLine(FILE* out, const CTask& task) {
   CResult result(GetPOD());
   result.m_nTaskID = task.m_nTaskID;
   const bool solved = result.GetObject();
-  const double tolerance = task.m_nModuleType == 1 ? task.m_dConTol1 : task.m_dConTol0;
+  const double tolerance = ConstraintToleranceOf(task);
   std::string discrete;
   if (solved && std::string(KindOf(task)) == "search" && result.m_nResultTask > 0) {
     discrete = fmt::format("result task {} ({})", long(result.m_nResultTask),

@@ -92,7 +92,7 @@ void ReadSettings(CTaskProblem& task) {
   task.moduleType = record.m_nModuleType;
   const bool typeOne = task.moduleType == 1;
   task.minimize = (typeOne ? record.m_nMinimize1 : record.m_nMinimize0) != 0;
-  task.tolerance = typeOne ? record.m_dConTol1 : record.m_dConTol0;
+  task.tolerance = ConstraintToleranceOf(record);
   task.optimizer.algorithm = record.m_strOptimizer.empty() ? "slsqp" : record.m_strOptimizer;
   const auto& ints = record.m_vIntOptions;
   if (ints.size() > 0 && ints[0] > 0) task.optimizer.maxEvaluations = ints[0];
@@ -117,6 +117,10 @@ CTaskProblem ReadTaskProblem(int taskId) {
   ReadModel(task);
   ReadObjectiveAndConstraints(task);
   return task;
+}
+
+double ConstraintToleranceOf(const CTask& task) {
+  return task.m_nModuleType == 1 ? task.m_dConTol1 : task.m_dConTol0;
 }
 
 double ScaledConstraintValue(EConstraintKind kind, double value, double bound, double scale) {

@@ -60,6 +60,12 @@ struct CTaskProblem {
 // order), naming the task and the record.
 CTaskProblem ReadTaskProblem(int taskId);
 
+class CTask;
+
+// The constraint tolerance of a task: m_dConTol1 for module type 1, else
+// m_dConTol0 (the one the module reads).
+double ConstraintToleranceOf(const CTask& task);
+
 // The scaled value of one constraint (Design.h): (g - b) / s for "<=" and
 // "==", (b - g) / s for ">=".
 double ScaledConstraintValue(EConstraintKind kind, double value, double bound, double scale);

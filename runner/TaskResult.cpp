@@ -2,16 +2,9 @@
 
 #include <fmt/format.h>
 
+#include "RecordArrays.h"
 #include "Records.h"
 #include "TaskProblem.h"
-
-namespace {
-
-std::vector<double> ToVector(const std::valarray<pvFLOAT64>& values) {
-  return std::vector<double>(std::begin(values), std::end(values));
-}
-
-}  // namespace
 
 bool HasResult(int taskId) {
   CResult result(GetPOD());

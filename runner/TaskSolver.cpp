@@ -12,6 +12,7 @@
 
 #include "LatinHypercube.h"
 #include "Optimizer.h"
+#include "RecordArrays.h"
 #include "Records.h"
 #include "TaskProblem.h"
 #include "Timing.h"
@@ -22,13 +23,6 @@ constexpr int kImprovementsKeptPerRun = 50;  // module type 0
 constexpr int kSubtaskKind = 2;              // CTask m_nTaskKind of a subtask
 constexpr int kSampledPoint = 1;             // CDPoint m_nOrigin
 constexpr int kOptimizerPoint = 2;           // CDPoint m_nOrigin
-
-template <class T>
-std::valarray<pvFLOAT64> ToValarray(const std::vector<T>& values) {
-  std::valarray<pvFLOAT64> array(values.size());
-  for (size_t i = 0; i < values.size(); ++i) array[i] = values[i];
-  return array;
-}
 
 std::string LocalTimeNow() {
   const std::time_t now = std::time(nullptr);
@@ -48,7 +42,7 @@ std::vector<double> ReadPoint(int taskId, int pointId, size_t variableCount) {
     throw CTaskDataError(fmt::format("task {}: design point {} holds {} values for {} variables", taskId, pointId,
                                      point.m_vaValues.size(), variableCount));
   }
-  return std::vector<double>(std::begin(point.m_vaValues), std::end(point.m_vaValues));
+  return ToVector(point.m_vaValues);
 }
 
 void WritePoint(int taskId, int pointId, int origin, const CEvaluatedDesign& design) {

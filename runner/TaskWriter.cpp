@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "RecordArrays.h"
 #include "Records.h"
 
 const char* const kProgramSignature = "discrete 1.0.0";
@@ -27,13 +28,6 @@ std::string WorkDirectory() {
   std::string text = directory != nullptr ? directory : "";
   std::free(directory);
   return text;
-}
-
-template <class T>
-std::valarray<pvFLOAT64> ToValarray(const std::vector<T>& values) {
-  std::valarray<pvFLOAT64> array(values.size());
-  for (size_t i = 0; i < values.size(); ++i) array[i] = static_cast<double>(values[i]);
-  return array;
 }
 
 void WriteTask(int taskId, const CProblem& problem, POD* database) {

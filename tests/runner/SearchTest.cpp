@@ -18,12 +18,12 @@ namespace {
 // A module that hands out `budget` subtasks, each a child of the search task,
 // and records what the host asked of it.
 struct CFakeModule {
-  static inline int searchTask = 0;
-  static inline int budget = 0;
-  static inline int handedOut = 0;
-  static inline std::vector<int> posted;
-  static inline std::vector<int> stopped;
-  static inline bool failOnPost = false;
+  static inline int searchTask = 0;        // set by the starting call
+  static inline int budget = 0;            // subtasks to hand out in all
+  static inline int handedOut = 0;         // subtasks handed out so far
+  static inline std::vector<int> posted;   // subtasks posted, in order
+  static inline std::vector<int> stopped;  // tasks BranchBoundStop was called for
+  static inline bool failOnPost = false;   // PostDiscreteTask throws
 
   static void Reset(int subtasks) {
     searchTask = 0;
@@ -65,8 +65,8 @@ struct CFakeModule {
 };
 
 struct CRecordingObserver : CSearchObserver {
-  std::vector<CNodeSummary> nodes;
-  std::vector<CSearchOutcome> ends;
+  std::vector<CNodeSummary> nodes;   // every summary, in order
+  std::vector<CSearchOutcome> ends;  // every end, in order
   void OnNode(const CNodeSummary& summary) override { nodes.push_back(summary); }
   void OnEnd(const CSearchOutcome& outcome) override { ends.push_back(outcome); }
 };
@@ -80,8 +80,8 @@ class Search : public TaskDatabaseTest {
     CBranchAndBoundSearch search(module, SolveTask, observer, limits, nullptr);
     return search.Run(searchTask);
   }
-  CRecordingObserver observer;
-  int searchTask = 0;
+  CRecordingObserver observer;  // what the search reported
+  int searchTask = 0;           // the task the search ran for
 };
 
 TEST_F(Search, RunsToTheEndReportingTheSearchTaskFirstThenEveryNode) {
