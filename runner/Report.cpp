@@ -101,7 +101,7 @@ void PrintConstraints(FILE* out, const CTaskProblem& task, const CTaskDesign& de
   if (task.constraintResponses.empty()) return;
   size_t width = 10;
   for (int response : task.constraintResponses) width = std::max(width, task.responseNames[response].size());
-  fmt::print(out, "\n  {:<{}}  {:>16}      {:>12}  {:>12}  {}\n", "constraint", width, "value", "bound", "scaled", "");
+  fmt::print(out, "\n  {:<{}}  {:>16}      {:>12}  {:>12}\n", "constraint", width, "value", "bound", "scaled");
   for (size_t k = 0; k < task.constraintResponses.size(); ++k) {
     const int response = task.constraintResponses[k];
     const double value = response < static_cast<int>(design.responses.size()) ? design.responses[response] : NAN;
