@@ -1,0 +1,178 @@
+// The balanced tree container, checked against a reference model: a vector
+// kept in walk order (ascending key, insertion order among equal keys).
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <set>
+#include <vector>
+
+#include "AVLtree.h"
+
+namespace {
+
+struct Item {
+  int key;  // primary key; many items share one
+  int id;   // rises with every item made, so equal keys are walked in id order
+  static int live;
+  Item(int k, int i) : key(k), id(i) { ++live; }
+  ~Item() { --live; }
+};
+int Item::live = 0;
+
+// Ties of the key are broken by id: consistent with the insertion order.
+int CompareItems(const Item* a, const Item* b, bool tieBreak) {
+  if (a->key != b->key) return a->key < b->key ? -1 : 1;
+  if (!tieBreak || a->id == b->id) return 0;
+  return a->id < b->id ? -1 : 1;
+}
+
+using Tree = CAVLTree<Item>;
+using Node = CTreeNode<Item>;
+
+// Recursively checks balance factors and the order of every item against the
+// bounds passed down; returns the height and counts the nodes.
+int CheckInvariants(const Node* node, const Item* low, const Item* high, int& count) {
+  if (node == nullptr) return 0;
+  ++count;
+  if (low != nullptr) {
+    EXPECT_GT(CompareItems(node->m_pData, low, true), 0);
+  }
+  if (high != nullptr) {
+    EXPECT_LT(CompareItems(node->m_pData, high, true), 0);
+  }
+  const int left = CheckInvariants(node->m_pLink[0], low, node->m_pData, count);
+  const int right = CheckInvariants(node->m_pLink[1], node->m_pData, high, count);
+  EXPECT_EQ(node->m_cBalance, right - left);
+  EXPECT_LE(std::abs(right - left), 1);
+  return 1 + std::max(left, right);
+}
+
+int CheckTree(const Tree& tree) {
+  int count = 0;
+  const int height = CheckInvariants(tree.Root(), nullptr, nullptr, count);
+  EXPECT_EQ(count, tree.Size());
+  return height;
+}
+
+std::vector<Item*> Walk(Tree& tree) {
+  std::vector<Item*> items;
+  tree.ProcessInit();
+  while (Item* item = tree.ProcessNext()) items.push_back(item);
+  return items;
+}
+
+class AVLTreeTest : public ::testing::Test {
+ protected:
+  Item* Make(int key) { return new Item(key, nextId++); }
+  Item* Add(int key) { return tree.Insert(Make(key)); }
+  // Declared before the tree, so it checks after the tree has deleted its items.
+  struct NoItemLeftCheck {
+    ~NoItemLeftCheck() { EXPECT_EQ(Item::live, 0) << "items leaked or deleted twice"; }
+  } noItemLeft;
+  int nextId = 0;
+  Tree tree{CompareItems};
+};
+
+TEST_F(AVLTreeTest, EmptyAndOneItemTreesAtTheirEdges) {
+  Item key(5, -1);
+  EXPECT_EQ(tree.Find(&key), nullptr);
+  EXPECT_EQ(tree.Detach(&key), nullptr);
+  EXPECT_EQ(tree.ProcessNext(), nullptr);
+  Item* item = Add(5);
+  EXPECT_EQ(tree.Root()->m_pData, item);
+  EXPECT_EQ(tree.Root()->m_cBalance, 0);
+  EXPECT_EQ(tree.Size(), 1);
+  Item absent(4, -1);
+  EXPECT_EQ(tree.Detach(&absent), nullptr);
+  EXPECT_EQ(tree.Size(), 1);
+  std::unique_ptr<Item> detached(tree.Detach(item));
+  EXPECT_EQ(detached.get(), item);
+  EXPECT_EQ(tree.Root(), nullptr);
+  EXPECT_EQ(tree.Size(), 0);
+}
+
+TEST_F(AVLTreeTest, AscendingInsertionsOfTwoToTheNMinusOneItemsGiveHeightN) {
+  for (int key = 0; key < 127; ++key) Add(key);
+  EXPECT_EQ(CheckTree(tree), 7);
+}
+
+TEST_F(AVLTreeTest, EqualKeysAreAllStoredAndWalkedInInsertionOrder) {
+  std::vector<Item*> expected;
+  for (int i = 0; i < 50; ++i) expected.push_back(Add(7));
+  EXPECT_EQ(Walk(tree), expected);
+}
+
+TEST_F(AVLTreeTest, DetachingANodeWithTwoChildrenPutsItsSuccessorInItsPlace) {
+  for (int key : {4, 2, 6, 1, 3, 5, 7}) Add(key);
+  Item* root = tree.Root()->m_pData;
+  const int rootBalance = tree.Root()->m_cBalance;
+  std::unique_ptr<Item> detached(tree.Detach(root));
+  EXPECT_EQ(detached.get(), root);
+  EXPECT_EQ(tree.Root()->m_pData->key, 5);
+  EXPECT_EQ(tree.Root()->m_cBalance, rootBalance);
+  CheckTree(tree);
+}
+
+TEST_F(AVLTreeTest, WalkStartsAgainAfterItsEndAndAfterProcessInit) {
+  for (int key : {2, 1, 3}) Add(key);
+  tree.ProcessInit();
+  EXPECT_EQ(tree.ProcessNext()->key, 1);
+  EXPECT_EQ(tree.ProcessNext()->key, 2);
+  tree.ProcessInit();
+  EXPECT_EQ(tree.ProcessNext()->key, 1);
+  EXPECT_EQ(tree.ProcessNext()->key, 2);
+  EXPECT_EQ(tree.ProcessNext()->key, 3);
+  EXPECT_EQ(tree.ProcessNext(), nullptr);
+  EXPECT_EQ(tree.ProcessNext()->key, 1);
+}
+
+TEST_F(AVLTreeTest, DestroyHandsEveryItemToTheCallbackOnce) {
+  static std::multiset<int> handedOver;
+  handedOver.clear();
+  // Destroy leaves the head's link to freed records; this tree forgets them.
+  struct ForgetfulTree : Tree {
+    ForgetfulTree() : Tree(CompareItems) {}
+    ~ForgetfulTree() override { m_Root.m_pLink[0] = nullptr; }
+  } local;
+  for (int key = 0; key < 40; ++key) local.Insert(Make(key % 9));
+  local.Destroy([](Item* item) { handedOver.insert(item->id); delete item; }, nullptr);
+  EXPECT_EQ(handedOver.size(), 40u);
+  EXPECT_EQ(std::set<int>(handedOver.begin(), handedOver.end()).size(), 40u);
+}
+
+TEST_F(AVLTreeTest, RandomInsertionsAndRemovalsKeepOrderBalanceAndCount) {
+  std::vector<Item*> model;  // walk order
+  std::mt19937 random(20240611);
+  for (int step = 0; step < 6000; ++step) {
+    const int choice = static_cast<int>(random() % 10);
+    if (choice < 6 || model.empty()) {
+      Item* item = Add(static_cast<int>(random() % 40));
+      const auto at = std::upper_bound(model.begin(), model.end(), item,
+                                       [](const Item* a, const Item* b) { return a->key < b->key; });
+      model.insert(at, item);
+    } else {
+      const std::size_t at = random() % model.size();
+      Item key(model[at]->key, model[at]->id);
+      // DetachItem is guided by the order on some steps and misguided on others.
+      const auto guide = [&](const Item* other) { return step % 2 == 0 ? CompareItems(&key, other, true) : +1; };
+      std::unique_ptr<Item> detached(choice < 8 ? tree.Detach(&key) : tree.DetachItem(model[at], guide));
+      ASSERT_EQ(detached.get(), model[at]);
+      model.erase(model.begin() + static_cast<std::ptrdiff_t>(at));
+    }
+    CheckTree(tree);
+    ASSERT_EQ(Walk(tree), model) << "step " << step;
+    if (!model.empty()) {
+      Item* probe = model[random() % model.size()];
+      Item key(probe->key, probe->id);
+      EXPECT_EQ(tree.Find(&key), probe);
+    }
+  }
+}
+
+TEST(AVLTreeDeathTest, NullComparisonIsRefused) {
+  EXPECT_DEATH(Tree(nullptr), "Func");
+}
+
+}  // namespace
