@@ -123,7 +123,7 @@ class CDiscreteTree : public CAVLTree<CDiscreteNode> {
   // stored node itself. False, and nothing stored, when it names none.
   DISCRETE_EXPORT bool UpdateNode(CDiscreteNode& node);
 
-  // Branching (DiscreteBranching.cpp).
+  // Branching.
   // Makes the next subproblem into child: takes the first open node of the
   // walk (best objective first) as parent, scans the discrete variables
   // cyclically from the one after the parent's branch position, skipping
