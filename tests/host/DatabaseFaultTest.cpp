@@ -35,12 +35,13 @@ TEST(DamagedRecord, EveryDamageIsReportedWithTheRecordAndKeyAndChangesNothing) {
   const std::string intact = raw.ReadBlob("CDPoint", row);
   std::string flipped = intact;
   flipped[flipped.size() / 2] ^= 0x10;
-  const std::vector<std::pair<std::string, std::string>> cases{// stored bytes, what the error says
-                                                               {flipped, "damaged: checksum mismatch"},
-                                                               {intact.substr(0, intact.size() - 9), "damaged:"},
-                                                               {intact.substr(0, 7), "7 bytes, fewer than the 16 of the smallest record"},
-                                                               {raw.ReadBlob("CDVar", "m_nTaskID = 12"), "are not those of this program's CDPoint"},
-                                                               {"", "the data column holds no byte string"}};
+  // The bytes stored (none: a text instead) and what the error says.
+  const std::vector<std::pair<std::string, std::string>> cases{
+      {flipped, "damaged: checksum mismatch"},
+      {intact.substr(0, intact.size() - 9), "damaged:"},
+      {intact.substr(0, 7), "7 bytes, fewer than the 16 of the smallest record"},
+      {raw.ReadBlob("CDVar", "m_nTaskID = 12"), "are not those of this program's CDPoint"},
+      {"", "the data column holds no byte string"}};
   FillFields(point, 9);
   const std::string before = DescribeFields(point);
   for (const auto& [bytes, says] : cases) {

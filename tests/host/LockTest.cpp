@@ -5,8 +5,6 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
-#include <stdexcept>
-
 #include "DatabaseFiles.h"
 #include "Records.h"
 #include "TaskDatabase.h"
@@ -64,18 +62,6 @@ TEST_F(DatabaseLock, ASecondUnLockOnTheSameObjectReleasesNothing) {
   EXPECT_TRUE(m_other.IsWriteLockFree());
   outer.UnLock();
   EXPECT_TRUE(m_other.IsWriteLockFree());
-}
-
-TEST_F(DatabaseLock, AnExceptionLeavingTheHoldCommitsWhatWasWrittenAndReleases) {
-  try {
-    CLock outer(GetPOD(), 0);
-    CLock inner(GetPOD(), 0);
-    WriteResult(7);
-    throw std::runtime_error("failure inside the hold");
-  } catch (const std::runtime_error&) {
-  }
-  EXPECT_TRUE(m_other.IsWriteLockFree());
-  EXPECT_EQ(CommittedResults(), "1");
 }
 
 TEST_F(DatabaseLock, ClosingTheDatabaseCommitsAHoldThatIsStillOpen) {
