@@ -26,7 +26,8 @@ TEST(DamagedRecord, EveryDamageIsReportedWithTheRecordAndKeyAndChangesNothing) {
   point.m_nPointID = 3;
   CDVar variables(GetPOD());
   variables.m_nTaskID = 12;
-  for (pvPersistent* record : {static_cast<pvPersistent*>(&point), static_cast<pvPersistent*>(&variables)}) {
+  for (pvPersistent* record :
+       {static_cast<pvPersistent*>(&point), static_cast<pvPersistent*>(&variables)}) {
     FillFields(*record, 2);
     record->PutObject();
   }
@@ -45,10 +46,13 @@ TEST(DamagedRecord, EveryDamageIsReportedWithTheRecordAndKeyAndChangesNothing) {
   FillFields(point, 9);
   const std::string before = DescribeFields(point);
   for (const auto& [bytes, says] : cases) {
-    if (bytes.empty()) raw.Execute("UPDATE CDPoint SET data = 'text' WHERE " + row);
-    else raw.WriteBlob("CDPoint", row, bytes);
+    if (bytes.empty())
+      raw.Execute("UPDATE CDPoint SET data = 'text' WHERE " + row);
+    else
+      raw.WriteBlob("CDPoint", row, bytes);
     EXPECT_THAT([&] { point.GetObject(); },
-                ::testing::ThrowsMessage<CDatabaseError>(AllOf(StartsWith("CDPoint (task 12, point 3): "), HasSubstr(says))));
+                ::testing::ThrowsMessage<CDatabaseError>(
+                    AllOf(StartsWith("CDPoint (task 12, point 3): "), HasSubstr(says))));
     EXPECT_EQ(DescribeFields(point), before);
   }
   CloseTaskDatabase();
@@ -70,7 +74,8 @@ TEST(Checksum, MatchesTheStandardCheckValueAndTheBitwiseDefinitionAtEveryLength)
   std::vector<unsigned char> bytes(100);
   for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<unsigned char>(i * 167 + 13);
   for (size_t length = 0; length <= bytes.size(); ++length)
-    EXPECT_EQ(Crc32(bytes.data(), length), BitwiseCrc32(bytes.data(), length)) << "length " << length;
+    EXPECT_EQ(Crc32(bytes.data(), length), BitwiseCrc32(bytes.data(), length))
+        << "length " << length;
 }
 
 // Each foreign file is refused with a message naming it, and the database
@@ -95,16 +100,21 @@ class ForeignFile : public ::testing::Test {
 };
 
 TEST_F(ForeignFile, ATextFileOrAFileThatCannotBeMadeIsRefusedWithItsName) {
-  std::ofstream(m_path) << "design variables:\n  t = 3 .. 12, integer\n" << std::string(2000, '#') << "\n";
-  EXPECT_THAT(OpenError(m_path), AllOf(HasSubstr("'" + m_path + "'"), HasSubstr("file is not a database")));
-  EXPECT_THAT(OpenError("/nonexistent-directory/tasks.db"), HasSubstr("'/nonexistent-directory/tasks.db'"));
+  std::ofstream(m_path) << "design variables:\n  t = 3 .. 12, integer\n"
+                        << std::string(2000, '#') << "\n";
+  EXPECT_THAT(OpenError(m_path),
+              AllOf(HasSubstr("'" + m_path + "'"), HasSubstr("file is not a database")));
+  EXPECT_THAT(OpenError("/nonexistent-directory/tasks.db"),
+              HasSubstr("'/nonexistent-directory/tasks.db'"));
 }
 
 TEST_F(ForeignFile, ADatabaseOfAnotherApplicationIsRefusedAndLeftUntouched) {
-  CPlainConnection(m_path).Execute("PRAGMA application_id = 1234; CREATE TABLE invoices (id INTEGER PRIMARY KEY)");
-  EXPECT_EQ(OpenError(m_path), "'" + m_path +
-                             "' is not a task database: it is a SQLite database of another application "
-                             "(application id 1234, 1 schema entries)");
+  CPlainConnection(m_path).Execute(
+      "PRAGMA application_id = 1234; CREATE TABLE invoices (id INTEGER PRIMARY KEY)");
+  EXPECT_EQ(OpenError(m_path),
+            "'" + m_path +
+                "' is not a task database: it is a SQLite database of another application "
+                "(application id 1234, 1 schema entries)");
   CPlainConnection other(m_path);
   EXPECT_EQ(other.QueryText("PRAGMA journal_mode"), "delete");
   EXPECT_EQ(other.QueryText("SELECT count(*) FROM sqlite_schema"), "1");
@@ -114,8 +124,9 @@ TEST_F(ForeignFile, ANewerSchemaVersionIsRefused) {
   OpenTaskDatabase(m_path);
   CloseTaskDatabase();
   CPlainConnection(m_path).Execute("PRAGMA user_version = 2");
-  EXPECT_EQ(OpenError(m_path), "task database '" + m_path +
-                             "' has schema version 2, which this program cannot read (it reads version 1)");
+  EXPECT_EQ(OpenError(m_path),
+            "task database '" + m_path +
+                "' has schema version 2, which this program cannot read (it reads version 1)");
 }
 
 }  // namespace

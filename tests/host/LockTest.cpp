@@ -82,14 +82,17 @@ TEST_F(DatabaseLock, ClosingTheDatabaseCommitsAHoldThatIsStillOpen) {
 // A deferred foreign-key violation is one way to make COMMIT itself fail.
 TEST_F(DatabaseLock, AFailedCommitIsThrownAndDoesNotLeaveTheFileLocked) {
   sqlite3* connection = TaskDatabaseConnection(GetPOD());
-  ASSERT_EQ(sqlite3_exec(connection,
-                         "PRAGMA foreign_keys = ON; CREATE TABLE parent (id INTEGER PRIMARY KEY);"
-                         "CREATE TABLE child (parent INTEGER REFERENCES parent DEFERRABLE INITIALLY DEFERRED)",
-                         nullptr, nullptr, nullptr),
-            SQLITE_OK);
+  ASSERT_EQ(
+      sqlite3_exec(
+          connection,
+          "PRAGMA foreign_keys = ON; CREATE TABLE parent (id INTEGER PRIMARY KEY);"
+          "CREATE TABLE child (parent INTEGER REFERENCES parent DEFERRABLE INITIALLY DEFERRED)",
+          nullptr, nullptr, nullptr),
+      SQLITE_OK);
   CLock lock(GetPOD(), 0);
   WriteResult(5);
-  ASSERT_EQ(sqlite3_exec(connection, "INSERT INTO child VALUES (99)", nullptr, nullptr, nullptr), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(connection, "INSERT INTO child VALUES (99)", nullptr, nullptr, nullptr),
+            SQLITE_OK);
   EXPECT_THROW(lock.UnLock(), CDatabaseError);
   EXPECT_TRUE(m_other.IsWriteLockFree());
   EXPECT_EQ(CommittedResults(), "0");

@@ -7,8 +7,8 @@
 #include <sstream>
 #include <valarray>
 
-#include "DebugUtil.h"
 #include "DatabaseFiles.h"
+#include "DebugUtil.h"
 #include "LogFile.h"
 
 namespace {
@@ -18,7 +18,8 @@ using ::testing::MatchesRegex;
 
 // Time stamp to the millisecond, category in six columns, text.
 std::string Line(const std::string& category, const std::string& text) {
-  return "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} " + category + " " + text;
+  return "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} " + category + " " +
+         text;
 }
 
 TEST(Log, EachEventIsOneTimestampedLineWithItsCategoryUntilTheLogIsDestroyed) {
@@ -40,13 +41,17 @@ TEST(Log, EachEventIsOneTimestampedLineWithItsCategoryUntilTheLogIsDestroyed) {
   std::ifstream file(path);
   std::vector<std::string> lines;
   for (std::string line; std::getline(file, line);) lines.push_back(line);
-  EXPECT_THAT(lines,
-              ElementsAre(MatchesRegex(Line("EXCEPT", "new exception at src/BranchBound.cpp:120: Could not get object")),
-                          MatchesRegex(Line("EXCEPT", "exception passed src/BranchBound.cpp:300: Could not get object")),
-                          MatchesRegex(Line("EXCEPT", "exception of unknown type passed src/BranchBound.cpp:310")),
-                          MatchesRegex(Line("ERROR ", "task 17 has no result")),
-                          MatchesRegex(Line("INFO  ", "root node stored")),
-                          MatchesRegex(Line("INFO  ", "two\\\\nlines"))));
+  EXPECT_THAT(
+      lines,
+      ElementsAre(
+          MatchesRegex(
+              Line("EXCEPT", "new exception at src/BranchBound.cpp:120: Could not get object")),
+          MatchesRegex(
+              Line("EXCEPT", "exception passed src/BranchBound.cpp:300: Could not get object")),
+          MatchesRegex(Line("EXCEPT", "exception of unknown type passed src/BranchBound.cpp:310")),
+          MatchesRegex(Line("ERROR ", "task 17 has no result")),
+          MatchesRegex(Line("INFO  ", "root node stored")),
+          MatchesRegex(Line("INFO  ", "two\\\\nlines"))));
 }
 
 TEST(Log, WithoutALogErrorsGoToStderrAndPrintsAreDropped) {
@@ -56,12 +61,14 @@ TEST(Log, WithoutALogErrorsGoToStderrAndPrintsAreDropped) {
   EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
   ::testing::internal::CaptureStderr();
   LError("disk %s", "full");
-  EXPECT_THAT(::testing::internal::GetCapturedStderr(), MatchesRegex(Line("ERROR ", "disk full") + "\n"));
+  EXPECT_THAT(::testing::internal::GetCapturedStderr(),
+              MatchesRegex(Line("ERROR ", "disk full") + "\n"));
 }
 
 TEST(Log, ALogThatCannotBeOpenedThrowsNamingThePath) {
   EXPECT_THAT([] { CLogFile log("/nonexistent-directory/run.log", 0); },
-              ::testing::ThrowsMessage<std::runtime_error>(::testing::HasSubstr("'/nonexistent-directory/run.log'")));
+              ::testing::ThrowsMessage<std::runtime_error>(
+                  ::testing::HasSubstr("'/nonexistent-directory/run.log'")));
 }
 
 std::string Dumped(const std::function<void(FILE*)>& dump) {
@@ -76,8 +83,11 @@ std::string Dumped(const std::function<void(FILE*)>& dump) {
 
 TEST(Dumps, ArraysAreWrittenAsOneLabelledLineThatReadsBackExactly) {
   const std::valarray<double> values = {0.1, -0.0, 1e300, 1.0 / 3.0};
-  const std::string doubles = Dumped([&](FILE* s) { CDebugUtil::DumpDoubleArray("Lower bounds", s, values); });
-  EXPECT_EQ(doubles, "Lower bounds [4]: 0.10000000000000001 -0 1.0000000000000001e+300 0.33333333333333331\n");
+  const std::string doubles =
+      Dumped([&](FILE* s) { CDebugUtil::DumpDoubleArray("Lower bounds", s, values); });
+  EXPECT_EQ(
+      doubles,
+      "Lower bounds [4]: 0.10000000000000001 -0 1.0000000000000001e+300 0.33333333333333331\n");
   std::istringstream readBack(doubles.substr(doubles.find(':') + 1));
   for (double expected : values) {
     double value = 0;
@@ -89,7 +99,8 @@ TEST(Dumps, ArraysAreWrittenAsOneLabelledLineThatReadsBackExactly) {
     CDebugUtil::DumpIntegerArray("Empty", s, std::valarray<int>());
   });
   EXPECT_EQ(integers, "Set refs [3]: -1 0 2\nEmpty [0]:\n");
-  CDebugUtil::DumpIntegerArray("Set refs", nullptr, std::valarray<int>{1});  // a null stream writes nothing
+  CDebugUtil::DumpIntegerArray("Set refs", nullptr,
+                               std::valarray<int>{1});  // a null stream writes nothing
   CDebugUtil::DumpDoubleArray("Values", nullptr, std::valarray<double>{1.0});
 }
 

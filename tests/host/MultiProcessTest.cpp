@@ -17,29 +17,6 @@
 
 namespace {
 
-// Runs body in a forked child that ends with _exit: 0 when body returned, 1
-// when it threw.
-pid_t RunInChild(const std::function<void()>& body) {
-  std::fflush(nullptr);
-  const pid_t child = fork();
-  if (child != 0) return child;
-  int status = 0;
-  try {
-    body();
-  } catch (const std::exception& error) {
-    std::fprintf(stderr, "child %d: %s\n", static_cast<int>(getpid()), error.what());
-    status = 1;
-  }
-  _exit(status);
-}
-
-// The child's exit status, -1 when it did not exit.
-int WaitForChild(pid_t child) {
-  int status = 0;
-  if (waitpid(child, &status, 0) != child) return -1;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
 class SharedDatabaseFile : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -49,19 +26,32 @@ class SharedDatabaseFile : public ::testing::Test {
   }
   void TearDown() override { CloseTaskDatabase(); }
 
-  // Runs body in `count` children, each on its own connection; the children
-  // Send to the pipe, the parent reads from it.
+  // Forks `count` children that each open their own connection, run body and
+  // end with _exit: 0 when body returned, 1 when it threw. Children Send to
+  // the pipe; the parent reads from it.
   std::vector<pid_t> RunInChildren(int count, const std::function<void()>& body) {
-    std::vector<pid_t> children;
-    for (int i = 0; i < count; ++i) {
-      children.push_back(RunInChild([&] {
-        close(m_pipe[0]);
+    std::fflush(nullptr);
+    std::vector<pid_t> children(count);
+    for (pid_t& child : children) {
+      if ((child = fork()) != 0) continue;
+      close(m_pipe[0]);
+      int status = 0;
+      try {
         OpenTaskDatabase(m_path);
         body();
-      }));
+      } catch (const std::exception& error) {
+        std::fprintf(stderr, "child %d: %s\n", static_cast<int>(getpid()), error.what());
+        status = 1;
+      }
+      _exit(status);
     }
     close(m_pipe[1]);
     return children;
+  }
+  // The child's exit status, -1 when it did not exit.
+  static int WaitForChild(pid_t child) {
+    int status = 0;
+    return waitpid(child, &status, 0) == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
   void Send(int value) {
     if (write(m_pipe[1], &value, sizeof value) != sizeof value) throw std::runtime_error("pipe");
@@ -69,7 +59,7 @@ class SharedDatabaseFile : public ::testing::Test {
 
   CScratchDirectory m_directory;                       // removed after the test
   std::string m_path = m_directory.File("shared.db");  // the file the processes share
-  int m_pipe[2];                                       // children to parent: [0] read end, [1] write end
+  int m_pipe[2];  // children to parent: [0] read end, [1] write end
 };
 
 TEST_F(SharedDatabaseFile, TwoProcessesIncrementingUnderTheLockLoseNoUpdate) {
@@ -81,7 +71,9 @@ TEST_F(SharedDatabaseFile, TwoProcessesIncrementingUnderTheLockLoseNoUpdate) {
     counter.m_nNumAnalyses = counter.m_nNumAnalyses + 1;
     counter.PutObject();
   };
-  for (pid_t child : RunInChildren(2, [&] { for (int n = 0; n < 1000; ++n) increment(); })) {
+  for (pid_t child : RunInChildren(2, [&] {
+         for (int n = 0; n < 1000; ++n) increment();
+       })) {
     EXPECT_EQ(WaitForChild(child), 0);
   }
   OpenTaskDatabase(m_path);
@@ -96,10 +88,12 @@ TEST_F(SharedDatabaseFile, TwoProcessesDrawingTaskIdsAtOnceDrawDistinctIds) {
     for (int n = 0; n < 300; ++n) Send(CDBCtrl(GetPOD()).GetTaskID(true));
   });
   std::multiset<int> drawn;
-  for (int taskId = 0; read(m_pipe[0], &taskId, sizeof taskId) == sizeof taskId;) drawn.insert(taskId);
+  for (int taskId = 0; read(m_pipe[0], &taskId, sizeof taskId) == sizeof taskId;)
+    drawn.insert(taskId);
   for (pid_t child : children) EXPECT_EQ(WaitForChild(child), 0);
   ASSERT_EQ(drawn.size(), 600u);
-  EXPECT_EQ(std::set<int>(drawn.begin(), drawn.end()).size(), drawn.size()) << "an id was drawn twice";
+  EXPECT_EQ(std::set<int>(drawn.begin(), drawn.end()).size(), drawn.size())
+      << "an id was drawn twice";
   EXPECT_EQ(*drawn.begin(), 1);
   EXPECT_EQ(*drawn.rbegin(), 600);
 }
@@ -129,7 +123,8 @@ TEST_F(SharedDatabaseFile, AProcessKilledMidWriteLeavesEveryCommittedRecordIntac
     }
   })[0];
   int uncommittedWrites = 0;
-  ASSERT_EQ(read(m_pipe[0], &uncommittedWrites, sizeof uncommittedWrites), static_cast<ssize_t>(sizeof(int)))
+  ASSERT_EQ(read(m_pipe[0], &uncommittedWrites, sizeof uncommittedWrites),
+            static_cast<ssize_t>(sizeof(int)))
       << "the child died before its uncommitted writes";
   kill(child, SIGKILL);
   EXPECT_EQ(WaitForChild(child), -1);
@@ -150,4 +145,3 @@ TEST_F(SharedDatabaseFile, AProcessKilledMidWriteLeavesEveryCommittedRecordIntac
 }
 
 }  // namespace
-

@@ -29,7 +29,8 @@ TEST(TaskIds, DrawnIdsCountUpAndSkipEveryIdThatARecordUses) {
   EXPECT_EQ(control.GetTaskID(true), 101);
   task.m_nTaskID = std::numeric_limits<int32_t>::max();
   task.PutObject();
-  EXPECT_THROW(control.GetTaskID(true), CDatabaseError) << "no id is drawn once the largest is taken";
+  EXPECT_THROW(control.GetTaskID(true), CDatabaseError)
+      << "no id is drawn once the largest is taken";
   CloseTaskDatabase();
 }
 

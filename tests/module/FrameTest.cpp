@@ -23,7 +23,8 @@ TEST_F(ExceptionTest, LongMessageKeepsItsFirst511CharsAndIsLoggedOnlyByTheFileAn
   EXPECT_STREQ(error.m_pszFile, "src/Elsewhere.cpp");
   const CGetObject unlogged(nullptr, 1, "Could not get object");
   EXPECT_EQ(LogLinesWith("").size(), 1u);
-  EXPECT_EQ(LogLinesWith("new exception at src/Elsewhere.cpp:42: " + message.substr(0, 511)).size(), 1u);
+  EXPECT_EQ(LogLinesWith("new exception at src/Elsewhere.cpp:42: " + message.substr(0, 511)).size(),
+            1u);
 }
 
 // Every entry point that reaches the database, called with none open: the
@@ -34,19 +35,31 @@ struct CEntryPointCall {
   size_t nPassedHandlers;
 };
 
-class WithoutDatabase : public CModuleTest, public ::testing::WithParamInterface<CEntryPointCall> {};
+class WithoutDatabase : public CModuleTest,
+                        public ::testing::WithParamInterface<CEntryPointCall> {};
 
 TEST_P(WithoutDatabase, EntryPointRaisesNullPointerLoggedByEveryHandlerPassed) {
   CloseTaskDatabase();
-  EXPECT_EQ(ExpectFailure<CNullPtr>(GetParam().call, GetParam().nPassedHandlers), "Null pointer found");
+  EXPECT_EQ(ExpectFailure<CNullPtr>(GetParam().call, GetParam().nPassedHandlers),
+            "Null pointer found");
 }
 
 INSTANTIATE_TEST_SUITE_P(
     EveryEntryPoint, WithoutDatabase,
     ::testing::Values(CEntryPointCall{"GenDiscreteTask", [] { GenDiscreteTask(1, nullptr); }, 1},
-                      CEntryPointCall{"Node2Task", [] { CDiscreteNode node; Node2Task(node); }, 1},
+                      CEntryPointCall{"Node2Task",
+                                      [] {
+                                        CDiscreteNode node;
+                                        Node2Task(node);
+                                      },
+                                      1},
                       CEntryPointCall{"PostDiscreteTask", [] { PostDiscreteTask(1, false); }, 1},
-                      CEntryPointCall{"UpdateNodeData", [] { CDiscreteNode node; UpdateNodeData(node, 1); }, 2},
+                      CEntryPointCall{"UpdateNodeData",
+                                      [] {
+                                        CDiscreteNode node;
+                                        UpdateNodeData(node, 1);
+                                      },
+                                      2},
                       CEntryPointCall{"GetTaskDVData",
                                       [] {
                                         std::valarray<int> setIds;
@@ -63,7 +76,9 @@ INSTANTIATE_TEST_SUITE_P(
                                       1},
                       CEntryPointCall{"BranchBoundStop", [] { BranchBoundStop(1); }, 1},
                       CEntryPointCall{"UseParentPoints", [] { UseParentPoints(2, 1, 3, 0); }, 1}),
-    [](const ::testing::TestParamInfo<CEntryPointCall>& info) { return std::string(info.param.pszName); });
+    [](const ::testing::TestParamInfo<CEntryPointCall>& info) {
+      return std::string(info.param.pszName);
+    });
 
 using FailureOnTheWayOut = CModuleTest;
 
@@ -73,7 +88,8 @@ TEST_F(FailureOnTheWayOut, ReadFailureInsideAStartingCallIsLoggedThreeTimesAndFr
   problem.variables = {{0, 4, 1, 1.5, 1, -1}};
   WriteSearchTask(m_pDatabase, problem, 7);
   DeleteAll("CDPoint");
-  EXPECT_EQ(ExpectFailure<CGetObject>([&] { GenDiscreteTask(7, m_pLog.get()); }, 2), "Could not get object");
+  EXPECT_EQ(ExpectFailure<CGetObject>([&] { GenDiscreteTask(7, m_pLog.get()); }, 2),
+            "Could not get object");
   // The task and result reads succeeded and were timed; the failed point read
   // added nothing after its start.
   EXPECT_GT(dbReadTime.m_dTotal, 0.0);
@@ -89,7 +105,8 @@ TEST_F(FailureOnTheWayOut, ExceptionOfUnknownTypeIsLoggedByEveryHandlerAndPassed
   EXPECT_THROW(GenDiscreteTask(7, m_pLog.get()), int);
 
   EXPECT_TRUE(LogLinesWith("new exception").empty());
-  const std::vector<std::string> passed = LogLinesWith("exception of unknown type passed src/BranchBound.cpp:");
+  const std::vector<std::string> passed =
+      LogLinesWith("exception of unknown type passed src/BranchBound.cpp:");
   ASSERT_EQ(passed.size(), 2u);
   EXPECT_NE(passed[0], passed[1]);
   EXPECT_TRUE(IsLockFree());

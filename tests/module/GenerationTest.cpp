@@ -15,7 +15,8 @@ using ::testing::ElementsAre;
 CSearchProblem MixedSetsProblem() {
   CSearchProblem problem;
   problem.sets = {{3, {1.0, 2.0}}, {7, {0.5, 1.5, 2.5}}};
-  problem.variables = {{0, 2, 1, 0.3, 1, 0}, {0.5, 2.5, 1, 1.2, 1, 7}, {0, 3, 1, 1.4, 1, -1}, {1, 2, 1, 1.6, 1, 3}};
+  problem.variables = {
+      {0, 2, 1, 0.3, 1, 0}, {0.5, 2.5, 1, 1.2, 1, 7}, {0, 3, 1, 1.4, 1, -1}, {1, 2, 1, 1.6, 1, 3}};
   problem.dLimit = 3.0;
   return problem;
 }
@@ -55,7 +56,8 @@ TEST_F(GenerationTest, SetIdsThatNameNoSetRejectTheTaskBeforeTheTreeIsReplaced) 
     problem.variables[3].nSetId = badSetId;
     WriteSearchTask(m_pDatabase, problem, 8);
     UseLogLevel(0);
-    EXPECT_EQ(ExpectFailure<CDiscreteSetErr>([&] { GenDiscreteTask(8, m_pLog.get()); }, 1), "DiscreteSetErr")
+    EXPECT_EQ(ExpectFailure<CDiscreteSetErr>([&] { GenDiscreteTask(8, m_pLog.get()); }, 1),
+              "DiscreteSetErr")
         << "set id " << badSetId;
     ExpectPreviousTreeKept();
   }
@@ -80,8 +82,10 @@ TEST_F(GenerationTest, UnknownModuleTypeIsLoggedAndRejected) {
   CSearchProblem problem = MixedSetsProblem();
   problem.nModuleType = 2;
   WriteSearchTask(m_pDatabase, problem, 7);
-  EXPECT_EQ(ExpectFailure<CInvalidType>([&] { GenDiscreteTask(7, m_pLog.get()); }, 1), "Object type is invalid");
-  EXPECT_EQ(LogLinesWith("Invalid functional module type for generating discrete subtask!").size(), 1u);
+  EXPECT_EQ(ExpectFailure<CInvalidType>([&] { GenDiscreteTask(7, m_pLog.get()); }, 1),
+            "Object type is invalid");
+  EXPECT_EQ(LogLinesWith("Invalid functional module type for generating discrete subtask!").size(),
+            1u);
   EXPECT_EQ(pLogFile, m_pLog.get());
 }
 
@@ -98,7 +102,8 @@ TEST_F(GenerationTest, DebugOutputOnlyAboveLevelTwo) {
   ASSERT_GT(subtasks, 0);
   EXPECT_EQ(LogLinesWith("Indices of discrete variables").size(), 1u);
   EXPECT_EQ(LogLinesWith("Set references").size(), 1u);
-  for (const char* text : {"Node Number: ", "New Node's values", "New Node's Lower Bounds", "New Node's Upper Bounds"}) {
+  for (const char* text : {"Node Number: ", "New Node's values", "New Node's Lower Bounds",
+                           "New Node's Upper Bounds"}) {
     EXPECT_EQ(LogLinesWith(text).size(), static_cast<size_t>(subtasks)) << text;
   }
   const std::string lastNode = "Node Number: " + std::to_string(curNode.m_nNodeID) +

@@ -52,7 +52,8 @@ class LoadedModule : public CModuleTest {
 // A fresh module has no search: a continuing call stops the search of task
 // 0 at once, which needs that task's result record.
 TEST_F(LoadedModule, MangledNamesFindTheEntryPointsThatRunAWholeSearch) {
-  for (const auto& [name, address] : kEntryPoints) EXPECT_EQ(dlsym(m_pLibrary, name.c_str()), address) << name;
+  for (const auto& [name, address] : kEntryPoints)
+    EXPECT_EQ(dlsym(m_pLibrary, name.c_str()), address) << name;
   int version[3] = {0, 0, 0};
   GetDiscreteVersion(&version[0], &version[1], &version[2]);
   EXPECT_EQ(std::vector<int>(version, version + 3), (std::vector<int>{6, 21, 0}));

@@ -39,4 +39,6 @@ std::vector<double> Values(const std::valarray<pvFLOAT64>& stored) {
   return std::vector<double>(std::begin(stored), std::end(stored));
 }
 
-std::vector<long> Values(const std::vector<pvINT32>& stored) { return std::vector<long>(stored.begin(), stored.end()); }
+std::vector<long> Values(const std::vector<pvINT32>& stored) {
+  return std::vector<long>(stored.begin(), stored.end());
+}

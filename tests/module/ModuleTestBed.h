@@ -30,7 +30,9 @@ class CModuleTest : public ::testing::Test {
   // i.e. no CLock hold is left open.
   bool IsLockFree() const { return CPlainConnection(m_path).IsWriteLockFree(); }
   // Removes every record of the class (table) from the database.
-  void DeleteAll(const std::string& recordName) const { CPlainConnection(m_path).Execute("DELETE FROM " + recordName); }
+  void DeleteAll(const std::string& recordName) const {
+    CPlainConnection(m_path).Execute("DELETE FROM " + recordName);
+  }
 
   // Runs call, which must throw TException, and checks what every failure
   // leaves: in the log one line for the exception made, then one for each of
@@ -47,10 +49,13 @@ class CModuleTest : public ::testing::Test {
     const std::vector<std::string> lines = LogLinesWith("exception");
     EXPECT_EQ(lines.size(), 1 + passedHandlers) << message;
     for (size_t i = 0; i < lines.size(); ++i) {
-      EXPECT_THAT(lines[i], ::testing::MatchesRegex(i == 0 ? ".*new exception at src/BranchBound.cpp:[0-9]+: " + message
-                                                           : ".*exception passed src/BranchBound.cpp:[0-9]+: " + message));
+      EXPECT_THAT(lines[i],
+                  ::testing::MatchesRegex(
+                      i == 0 ? ".*new exception at src/BranchBound.cpp:[0-9]+: " + message
+                             : ".*exception passed src/BranchBound.cpp:[0-9]+: " + message));
     }
-    EXPECT_EQ(std::set<std::string>(lines.begin(), lines.end()).size(), lines.size()) << "one line per handler";
+    EXPECT_EQ(std::set<std::string>(lines.begin(), lines.end()).size(), lines.size())
+        << "one line per handler";
     EXPECT_TRUE(IsLockFree());
     return message;
   }
@@ -74,10 +79,10 @@ class CModuleTest : public ::testing::Test {
     return DescribeFields(record);
   }
 
-  CScratchDirectory m_directory;             // the test's files
+  CScratchDirectory m_directory;                      // the test's files
   std::string m_path = m_directory.File("tasks.db");  // the task database file
-  POD* m_pDatabase = nullptr;                // the open task database
-  std::unique_ptr<CLogFile> m_pLog;          // the current log
+  POD* m_pDatabase = nullptr;                         // the open task database
+  std::unique_ptr<CLogFile> m_pLog;                   // the current log
 
  private:
   template <class TRecord>

@@ -39,7 +39,8 @@ TEST_F(ReadingTest, DesignVariableArraysKeepTheirOwnLengthsAndAMissingRecordChan
   variables.m_vSetID = {0, -3};
   variables.PutObject();
   GetTaskDVData(4, setIds, lower, upper);
-  EXPECT_THAT(std::vector<int>(std::begin(setIds), std::end(setIds)), ::testing::ElementsAre(0, -3));
+  EXPECT_THAT(std::vector<int>(std::begin(setIds), std::end(setIds)),
+              ::testing::ElementsAre(0, -3));
   EXPECT_EQ(std::make_pair(lower.size(), upper.size()), std::make_pair(size_t{3}, size_t{1}));
 }
 

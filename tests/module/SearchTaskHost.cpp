@@ -78,7 +78,8 @@ void WriteSearchTask(POD* pDatabase, const CSearchProblem& problem, int nTaskID)
   variables.m_nTaskID = nTaskID;
   FillFields(variables, 2);
   variables.m_vSetID.clear();
-  for (const CTestVariable& variable : problem.variables) variables.m_vSetID.push_back(variable.nSetId);
+  for (const CTestVariable& variable : problem.variables)
+    variables.m_vSetID.push_back(variable.nSetId);
   variables.m_vaLower = Stored(problem.Lower());
   variables.m_vaUpper = Stored(problem.Upper());
   variables.PutObject();
@@ -114,11 +115,14 @@ void SolveSubtask(POD* pDatabase, const CSearchProblem& problem, int nTaskID) {
   CDVar variables(pDatabase);
   CDPoint start(pDatabase);
   variables.m_nTaskID = start.m_nTaskID = nTaskID;
-  EXPECT_TRUE(variables.GetObject() && start.GetObject()) << "bounds or start point of task " << nTaskID;
-  const std::valarray<double> lower = Plain(variables.m_vaLower), upper = Plain(variables.m_vaUpper);
+  EXPECT_TRUE(variables.GetObject() && start.GetObject())
+      << "bounds or start point of task " << nTaskID;
+  const std::valarray<double> lower = Plain(variables.m_vaLower),
+                              upper = Plain(variables.m_vaUpper);
   const std::valarray<double> startValues = Plain(start.m_vaValues);
   EXPECT_EQ(startValues.size(), problem.variables.size());
-  if (problem.nModuleType == 0 && startValues.size() == lower.size() && lower.size() == upper.size()) {
+  if (problem.nModuleType == 0 && startValues.size() == lower.size() &&
+      lower.size() == upper.size()) {
     EXPECT_TRUE((startValues >= lower).min() && (startValues <= upper).min())
         << "the start point of task " << nTaskID << " lies outside its bounds";
   }
@@ -127,7 +131,8 @@ void SolveSubtask(POD* pDatabase, const CSearchProblem& problem, int nTaskID) {
 
 int RunSearch(POD* pDatabase, const CSearchProblem& problem, int nTaskID, CLogFile* pLog) {
   int subtasksRun = 0;
-  for (int subtask = GenDiscreteTask(nTaskID, pLog); subtask != 0; subtask = GenDiscreteTask(0, pLog)) {
+  for (int subtask = GenDiscreteTask(nTaskID, pLog); subtask != 0;
+       subtask = GenDiscreteTask(0, pLog)) {
     SolveSubtask(pDatabase, problem, subtask);
     PostDiscreteTask(subtask, false);
     ++subtasksRun;

@@ -24,7 +24,8 @@ TEST_P(WholeSearch, ResultNamesATaskHoldingTheEnumeratedOptimum) {
   int subtasksRun = 0, feasibleSearches = 0;
   for (int instance = 1; instance <= 8; ++instance) {
     SCOPED_TRACE("instance " + std::to_string(instance));
-    const CSearchProblem problem{RandomProblem(random, kind.nSense, false), kind.nModuleType, 3 * kind.nModuleType};
+    const CSearchProblem problem{RandomProblem(random, kind.nSense, false), kind.nModuleType,
+                                 3 * kind.nModuleType};
     const int searchTask = 1000 * instance;
     WriteSearchTask(m_pDatabase, problem, searchTask);
     subtasksRun += RunSearch(m_pDatabase, problem, searchTask, m_pLog.get());
@@ -94,13 +95,15 @@ TEST_F(SearchOutcome, TaskWithoutDiscreteVariablesKeepsItsContinuousOptimum) {
   const CResult outcome = Fetch<CResult>(7);
   EXPECT_EQ(outcome.m_nResultTask, 7);
   EXPECT_EQ(outcome.m_nDiscreteFeasible, 1);  // the optimum meets x0 + x1 <= 3.5
-  EXPECT_EQ(std::make_pair(theTree.m_nNumDiscrete, theTree.m_BestNode.m_nNodeID), std::make_pair(0, -1));
+  EXPECT_EQ(std::make_pair(theTree.m_nNumDiscrete, theTree.m_BestNode.m_nNodeID),
+            std::make_pair(0, -1));
 }
 
 TEST_F(SearchOutcome, NodeNumbersGoOnRisingInTheNextSearch) {
   WriteSearchTask(m_pDatabase, TwoIntegerProblem(), 7);
   WriteSearchTask(m_pDatabase, TwoIntegerProblem(), 3);
-  EXPECT_GT(RunSearch(m_pDatabase, TwoIntegerProblem(), 3, nullptr), 0);  // a null log: no debug output
+  EXPECT_GT(RunSearch(m_pDatabase, TwoIntegerProblem(), 3, nullptr),
+            0);  // a null log: no debug output
   const int nextNumber = CDiscreteNode::m_nNODE;
   ASSERT_NE(GenDiscreteTask(7, m_pLog.get()), 0);
   EXPECT_EQ(curNode.m_nParentID, nextNumber);  // the second search's root

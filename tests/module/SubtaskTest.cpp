@@ -20,6 +20,10 @@ constexpr int kSearchTask = 10;
 
 class Node2TaskTest : public CModuleTest {
  protected:
+  void SetUp() override {
+    CModuleTest::SetUp();
+    WriteSearch(0);
+  }
   // The search task's optimum x = (1.5, 2.5, 0.25) is point 0; its data and
   // evaluation arrays are set apart from each other.
   void WriteSearch(int nModuleType) {
@@ -55,14 +59,16 @@ class Node2TaskTest : public CModuleTest {
       EXPECT_EQ(Values(start.*array), Values(best.*array));
     }
     for (auto array : {&CDPoint::m_vaEval1, &CDPoint::m_vaEval2, &CDPoint::m_vaEval3}) {
-      EXPECT_EQ(Values(start.*array), evaluationsKept ? Values(best.*array) : std::vector<double>());
+      EXPECT_EQ(Values(start.*array),
+                evaluationsKept ? Values(best.*array) : std::vector<double>());
     }
   }
-  int Child(size_t index) { return static_cast<int>(Values(Fetch<CTask>(kSearchTask).m_vChildTaskIDs).at(index)); }
+  int Child(size_t index) {
+    return static_cast<int>(Values(Fetch<CTask>(kSearchTask).m_vChildTaskIDs).at(index));
+  }
 };
 
 TEST_F(Node2TaskTest, SubtaskIsTheSourceTaskWithTheNodesBoundsAndItsBestPoint) {
-  WriteSearch(0);
   CTask expectedTask = Fetch<CTask>(kSearchTask);
   CDVar expectedVariables = Fetch<CDVar>(kSearchTask);
   CDiscreteNode node = ChildNode(1.0, 1.5);  // x0 = 1.5 lies on the upper bound
@@ -74,7 +80,8 @@ TEST_F(Node2TaskTest, SubtaskIsTheSourceTaskWithTheNodesBoundsAndItsBestPoint) {
   EXPECT_NEAR(subtask.m_dCreateTime, static_cast<double>(std::time(nullptr)), 10.0);
   expectedTask.m_nParentTaskID = kSearchTask;
   expectedTask.m_dCreateTime = subtask.m_dCreateTime;
-  EXPECT_EQ(DescribeFields(subtask), DescribeFields(expectedTask)) << "module type 0 keeps the start settings";
+  EXPECT_EQ(DescribeFields(subtask), DescribeFields(expectedTask))
+      << "module type 0 keeps the start settings";
   expectedVariables.m_vaLower = Stored({1.0, 0.0, 0.0});
   expectedVariables.m_vaUpper = Stored({1.5, 4.0, 1.0});
   EXPECT_EQ(FieldsOf<CDVar>(first), DescribeFields(expectedVariables));
@@ -93,15 +100,14 @@ TEST_F(Node2TaskTest, SubtaskIsTheSourceTaskWithTheNodesBoundsAndItsBestPoint) {
 }
 
 TEST_F(Node2TaskTest, StartValueOutsideTheBoundsIsMovedAndDropsItsEvaluations) {
-  WriteSearch(0);
   const std::string searchResultBefore = FieldsOf<CResult>(kSearchTask);
   CDiscreteNode node = ChildNode(2.0, 4.0);
   ExpectStartPoint(Node2Task(node), {2.0, 2.5, 0.25}, false);
-  EXPECT_EQ(FieldsOf<CResult>(kSearchTask), searchResultBefore) << "a moved start point is no evaluated design";
+  EXPECT_EQ(FieldsOf<CResult>(kSearchTask), searchResultBefore)
+      << "a moved start point is no evaluated design";
 }
 
 TEST_F(Node2TaskTest, OnlyAMovedStartNeedsTheSearchTasksResultRecord) {
-  WriteSearch(0);
   nContinuousTask = 98;  // a search task without records
   CDiscreteNode inside = ChildNode(1.0, 2.0), outside = ChildNode(2.0, 4.0);
   EXPECT_GT(Node2Task(inside), 0);
@@ -111,7 +117,6 @@ TEST_F(Node2TaskTest, OnlyAMovedStartNeedsTheSearchTasksResultRecord) {
 }
 
 TEST_F(Node2TaskTest, BoundArraysShorterThanTheStartValuesBindOnlyTheirPositions) {
-  WriteSearch(0);
   CDiscreteNode node = ChildNode(3.0, 4.0);
   node.m_vaLower = {3.0};
   node.m_vaUpper = {4.0, 2.0};
@@ -127,7 +132,8 @@ TEST_F(Node2TaskTest, ModuleType1SubtaskStartsFromEverySearchPointUnmoved) {
   const int subtask = Node2Task(node);
 
   ExpectStartPoint(subtask, {1.5, 2.5, 0.25}, true);
-  for (int point = 1; point <= 3; ++point) EXPECT_EQ(FieldsOf<CDPoint>(subtask, point), FieldsOf<CDPoint>(kSearchTask, point));
+  for (int point = 1; point <= 3; ++point)
+    EXPECT_EQ(FieldsOf<CDPoint>(subtask, point), FieldsOf<CDPoint>(kSearchTask, point));
   EXPECT_FALSE(Exists<CDPoint>(subtask, 4));
   EXPECT_EQ(Fetch<CResult>(subtask).m_nNumPoints, 4);
   const CTask task = Fetch<CTask>(subtask);
@@ -138,7 +144,6 @@ TEST_F(Node2TaskTest, ModuleType1SubtaskStartsFromEverySearchPointUnmoved) {
 }
 
 TEST_F(Node2TaskTest, MissingSourceTaskDrawsNoTaskId) {
-  WriteSearch(0);
   CDiscreteNode node = ChildNode(0.0, 1.0);
   node.m_nParentTaskID = 55;
   const int lastId = CDBCtrl(m_pDatabase).GetTaskID(false);
@@ -149,7 +154,6 @@ TEST_F(Node2TaskTest, MissingSourceTaskDrawsNoTaskId) {
 }
 
 TEST_F(Node2TaskTest, MissingEquationsLeaveTheEarlierCopiesStored) {
-  WriteSearch(0);
   DeleteAll("CDEqn");
   CDiscreteNode node = ChildNode(0.0, 1.0);
   ExpectFailure<CGetObject>([&] { Node2Task(node); }, 1);
@@ -161,7 +165,6 @@ TEST_F(Node2TaskTest, MissingEquationsLeaveTheEarlierCopiesStored) {
 }
 
 TEST_F(Node2TaskTest, ExistingResultRecordUnderTheNewIdIsRefused) {
-  WriteSearch(0);
   CResult squatter(m_pDatabase);  // the host never draws a used id: force one
   squatter.m_nTaskID = 500;
   squatter.m_nNumPoints = 42;
@@ -175,7 +178,6 @@ TEST_F(Node2TaskTest, ExistingResultRecordUnderTheNewIdIsRefused) {
 }
 
 TEST_F(Node2TaskTest, MissingBestIterationFailsAfterTheResultRecordIsStored) {
-  WriteSearch(0);
   DeleteAll("CIter");
   CDiscreteNode node = ChildNode(0.0, 1.0);
   ExpectFailure<CGetObject>([&] { Node2Task(node); }, 1);
@@ -212,21 +214,25 @@ TEST_F(ParentPoints, CopiesAreNumberedFromOneInSourceOrder) {
   }
   // count, left out, the sources of target points 1, 2, ... in order
   const std::vector<std::tuple<int, int, std::vector<int>>> cases{
-      {0, 0, {}}, {-3, 0, {}}, {1, 0, {}}, {5, 0, {1, 2, 3, 4}}, {5, 2, {0, 1, 3, 4}}, {3, 7, {0, 1, 2}}};
+      {0, 0, {}},           {-3, 0, {}},          {1, 0, {}},
+      {5, 0, {1, 2, 3, 4}}, {5, 2, {0, 1, 3, 4}}, {3, 7, {0, 1, 2}}};
   int target = 2;
   for (const auto& [count, leftOut, sources] : cases) {
     SCOPED_TRACE("count " + std::to_string(count) + ", left out " + std::to_string(leftOut));
     EXPECT_EQ(UseParentPoints(++target, 1, count, leftOut), static_cast<int>(sources.size()));
     for (size_t point = 1; point <= sources.size(); ++point) {
-      EXPECT_EQ(FieldsOf<CDPoint>(target, static_cast<int>(point)), FieldsOf<CDPoint>(1, sources[point - 1]));
+      EXPECT_EQ(FieldsOf<CDPoint>(target, static_cast<int>(point)),
+                FieldsOf<CDPoint>(1, sources[point - 1]));
     }
-    EXPECT_FALSE(Exists<CDPoint>(target, static_cast<int>(sources.size()) + 1) || Exists<CDPoint>(target, 0));
+    EXPECT_FALSE(Exists<CDPoint>(target, static_cast<int>(sources.size()) + 1) ||
+                 Exists<CDPoint>(target, 0));
   }
 }
 
 TEST_F(ParentPoints, MissingSourceTaskIsLoggedWithItsId) {
   ExpectFailure<CGetObject>([] { UseParentPoints(2, 31, 0, 0); }, 1);
-  EXPECT_EQ(LogLinesWith("Specified PARENT task ID (31) does not exist in the database.").size(), 1u);
+  EXPECT_EQ(LogLinesWith("Specified PARENT task ID (31) does not exist in the database.").size(),
+            1u);
 }
 
 }  // namespace

@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <cmath>
 
-CDesign CClosedFormProblem::Solve(const std::valarray<double>& lower, const std::valarray<double>& upper) const {
+CDesign CClosedFormProblem::Solve(const std::valarray<double>& lower,
+                                  const std::valarray<double>& upper) const {
   const auto pointAt = [&](double multiplier) {
     std::valarray<double> x(variables.size());
     for (size_t i = 0; i < x.size(); ++i) {
       const CTestVariable& v = variables[i];
-      x[i] = std::clamp(v.dTarget - multiplier * v.dCoefficient / (2.0 * v.dWeight), lower[i], upper[i]);
+      x[i] = std::clamp(v.dTarget - multiplier * v.dCoefficient / (2.0 * v.dWeight), lower[i],
+                        upper[i]);
     }
     return x;
   };
@@ -20,7 +22,8 @@ CDesign CClosedFormProblem::Solve(const std::valarray<double>& lower, const std:
   double multiplier = 0.0;
   if (violation(pointAt(0.0)) > 0.0) {
     double low = 0.0, high = 1.0;
-    for (int doubling = 0; doubling < 200 && violation(pointAt(high)) > 0.0; ++doubling) high *= 2.0;
+    for (int doubling = 0; doubling < 200 && violation(pointAt(high)) > 0.0; ++doubling)
+      high *= 2.0;
     while (high - low > 1e-15 * high) {
       const double middle = 0.5 * (low + high);
       (violation(pointAt(middle)) > 0.0 ? low : high) = middle;
@@ -29,7 +32,8 @@ CDesign CClosedFormProblem::Solve(const std::valarray<double>& lower, const std:
   }
   const std::valarray<double> x = pointAt(multiplier);
   double f = 0.0;
-  for (size_t i = 0; i < x.size(); ++i) f += variables[i].dWeight * std::pow(x[i] - variables[i].dTarget, 2);
+  for (size_t i = 0; i < x.size(); ++i)
+    f += variables[i].dWeight * std::pow(x[i] - variables[i].dTarget, 2);
   return {x, nSense * f, violation(x)};
 }
 
@@ -49,7 +53,8 @@ std::vector<double> CClosedFormProblem::AllowedValues(size_t variable) const {
   const CTestVariable& v = variables[variable];
   std::vector<double> values;
   if (v.nSetId == -1) {
-    for (double value = std::ceil(v.dLower); value <= v.dUpper; value += 1.0) values.push_back(value);
+    for (double value = std::ceil(v.dLower); value <= v.dUpper; value += 1.0)
+      values.push_back(value);
   }
   for (const CValueSet& set : sets) {
     if (set.nId != v.nSetId) continue;
@@ -75,7 +80,9 @@ std::optional<CDesign> CClosedFormProblem::EnumerateBest() const {
       if (!choices[i].empty()) lower[i] = upper[i] = choices[i][pick[i]];
     }
     const CDesign design = Solve(lower, upper);
-    if (design.dMaxCon <= dConTol && (!best || nSense * design.dObjective < nSense * best->dObjective)) best = design;
+    if (design.dMaxCon <= dConTol &&
+        (!best || nSense * design.dObjective < nSense * best->dObjective))
+      best = design;
     size_t i = 0;
     while (i < count && (choices[i].empty() || ++pick[i] == choices[i].size())) pick[i++] = 0;
     if (i == count) return best;
@@ -84,7 +91,9 @@ std::optional<CDesign> CClosedFormProblem::EnumerateBest() const {
 
 CClosedFormProblem RandomProblem(std::mt19937& random, int nSense, bool bLargeOffset) {
   std::uniform_real_distribution<double> unit(0.0, 1.0);
-  const auto between = [&](int low, int high) { return low + static_cast<int>(random() % (high - low + 1)); };
+  const auto between = [&](int low, int high) {
+    return low + static_cast<int>(random() % (high - low + 1));
+  };
   CClosedFormProblem problem;
   problem.nSense = nSense;
   const int discrete = between(2, 4), count = discrete + between(0, 1);
@@ -108,10 +117,12 @@ CClosedFormProblem RandomProblem(std::mt19937& random, int nSense, bool bLargeOf
       variable.dUpper = set.values.back();
       problem.sets.push_back(set);
     }
-    variable.dTarget = variable.dLower - 1.0 + (variable.dUpper - variable.dLower + 2.0) * unit(random);
+    variable.dTarget =
+        variable.dLower - 1.0 + (variable.dUpper - variable.dLower + 2.0) * unit(random);
     problem.variables.push_back(variable);
   }
   problem.dLimit = 2.0 * unit(random) - 1.0;
-  for (const CTestVariable& v : problem.variables) problem.dLimit += v.dCoefficient * 0.5 * (v.dLower + v.dUpper);
+  for (const CTestVariable& v : problem.variables)
+    problem.dLimit += v.dCoefficient * 0.5 * (v.dLower + v.dUpper);
   return problem;
 }

@@ -48,7 +48,8 @@ std::string CPlainConnection::QueryText(const std::string& sql) {
   std::string text;
   if (sqlite3_prepare_v2(m_connection, sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) {
     ADD_FAILURE() << sql << ": " << sqlite3_errmsg(m_connection);
-  } else if (sqlite3_step(statement) == SQLITE_ROW && sqlite3_column_text(statement, 0) != nullptr) {
+  } else if (sqlite3_step(statement) == SQLITE_ROW &&
+             sqlite3_column_text(statement, 0) != nullptr) {
     text = reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
   }
   sqlite3_finalize(statement);
@@ -58,11 +59,13 @@ std::string CPlainConnection::QueryText(const std::string& sql) {
 std::string CPlainConnection::ReadBlob(const std::string& table, const std::string& where) {
   const std::string hex = QueryText("SELECT hex(data) FROM " + table + " WHERE " + where);
   std::string bytes;
-  for (size_t i = 0; i + 1 < hex.size(); i += 2) bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+  for (size_t i = 0; i + 1 < hex.size(); i += 2)
+    bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
   return bytes;
 }
 
-void CPlainConnection::WriteBlob(const std::string& table, const std::string& where, const std::string& bytes) {
+void CPlainConnection::WriteBlob(const std::string& table, const std::string& where,
+                                 const std::string& bytes) {
   std::string hex;
   char digits[3];
   for (const char byte : bytes) {

@@ -27,7 +27,10 @@ const std::vector<double> kAwkwardDoubles = {
 };
 
 const std::vector<std::string> kAwkwardTexts = {
-    "", "Zähne ≤ 40 – 歯車 – \xF0\x9F\x94\xA7", std::string("NUL\0inside", 10), std::string(5000, 'x') + "end",
+    "",
+    "Zähne ≤ 40 – 歯車 – \xF0\x9F\x94\xA7",
+    std::string("NUL\0inside", 10),
+    std::string(5000, 'x') + "end",
     "line one\nline two\ttabbed",
 };
 
@@ -42,10 +45,18 @@ class CEachField : public CFieldVisitor {
   void Field(const char* name, pvFLOAT64& value) override { Self().Each(name, value); }
   void Field(const char* name, std::string& value) override { Self().Each(name, value); }
   void Field(const char* name, std::vector<pvINT32>& value) override { Self().Each(name, value); }
-  void Field(const char* name, std::valarray<pvFLOAT64>& value) override { Self().Each(name, value); }
-  void Field(const char* name, std::vector<std::string>& value) override { Self().Each(name, value); }
-  void Field(const char* name, std::vector<std::vector<pvINT32>>& value) override { Self().Each(name, value); }
-  void Field(const char* name, std::vector<std::vector<pvFLOAT64>>& value) override { Self().Each(name, value); }
+  void Field(const char* name, std::valarray<pvFLOAT64>& value) override {
+    Self().Each(name, value);
+  }
+  void Field(const char* name, std::vector<std::string>& value) override {
+    Self().Each(name, value);
+  }
+  void Field(const char* name, std::vector<std::vector<pvINT32>>& value) override {
+    Self().Each(name, value);
+  }
+  void Field(const char* name, std::vector<std::vector<pvFLOAT64>>& value) override {
+    Self().Each(name, value);
+  }
 
  private:
   TVisitor& Self() { return static_cast<TVisitor&>(*this); }
@@ -58,14 +69,19 @@ class CFieldFiller final : public CEachField<CFieldFiller> {
  public:
   explicit CFieldFiller(unsigned seed) : m_next(seed) {}
   template <class TValue>
-  void Each(const char*, TValue& value) { Fill(value); }
+  void Each(const char*, TValue& value) {
+    Fill(value);
+  }
 
  private:
   void Fill(pvINT32& value) {
     const unsigned n = m_next++;
-    if (n % 7 == 0) value = std::numeric_limits<int32_t>::min();
-    else if (n % 7 == 1) value = std::numeric_limits<int32_t>::max();
-    else value = static_cast<long>(n * 2654435761u % 200000) - 100000;
+    if (n % 7 == 0)
+      value = std::numeric_limits<int32_t>::min();
+    else if (n % 7 == 1)
+      value = std::numeric_limits<int32_t>::max();
+    else
+      value = static_cast<long>(n * 2654435761u % 200000) - 100000;
   }
   void Fill(pvUINT32& value) { value = 0xFFFFFFFFul - m_next++; }
   void Fill(pvFLOAT64& value) { value = kAwkwardDoubles[m_next++ % kAwkwardDoubles.size()]; }

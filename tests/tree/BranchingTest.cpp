@@ -17,7 +17,8 @@ using Bounds = std::pair<double, double>;
 // Variables 0 and 2 are integer-valued, variable 1 takes values from a set.
 class BranchingTest : public ::testing::Test {
  protected:
-  static CDiscreteNode Parent(std::valarray<double> values, std::valarray<double> lower = {-1e10, 0.0, -1e10},
+  static CDiscreteNode Parent(std::valarray<double> values,
+                              std::valarray<double> lower = {-1e10, 0.0, -1e10},
                               std::valarray<double> upper = {1e10, 9.0, 1e10}) {
     return MakeNode(1.0, values, lower, upper);
   }
@@ -55,19 +56,25 @@ class BranchingTest : public ::testing::Test {
 
 TEST_F(BranchingTest, IntegerChildrenTakeTheIntegersOnEitherSideOfTheValue) {
   const std::vector<std::pair<double, Bounds>> cases{
-      {2.5, {3.0, 2.0}},   {3.0, {4.0, 3.0}},   {-2.5, {-2.0, -3.0}},       {-3.0, {-3.0, -4.0}},
-      {0.0, {1.0, 0.0}},   {-0.5, {0.0, -1.0}}, {3e9 + 0.5, {3e9 + 1, 3e9}}, {-3e9 - 0.5, {-3e9, -3e9 - 1}}};
+      {2.5, {3.0, 2.0}},           {3.0, {4.0, 3.0}},
+      {-2.5, {-2.0, -3.0}},        {-3.0, {-3.0, -4.0}},
+      {0.0, {1.0, 0.0}},           {-0.5, {0.0, -1.0}},
+      {3e9 + 0.5, {3e9 + 1, 3e9}}, {-3e9 - 0.5, {-3e9, -3e9 - 1}}};
   for (const auto& [value, expected] : cases) {
     EXPECT_EQ(ChildBounds(0, Parent({value, 2.0, 0.0})), expected) << value;
   }
-  EXPECT_FALSE(std::signbit(ChildBounds(0, Parent({-0.5, 2.0, 0.0})).first)) << "a bound of 0 is +0";
+  EXPECT_FALSE(std::signbit(ChildBounds(0, Parent({-0.5, 2.0, 0.0})).first))
+      << "a bound of 0 is +0";
 }
 
 TEST_F(BranchingTest, SetChildrenTakeTheSetValuesOnEitherSideOfTheValue) {
   EXPECT_EQ(ChildBounds(1, Parent({0.0, 3.1, 0.0})), Bounds(4.0, 2.5));
-  EXPECT_EQ(ChildBounds(1, Parent({0.0, 2.5, 0.0})), Bounds(2.5, 2.5)) << "a set value stays in both";
-  EXPECT_EQ(ChildBounds(1, Parent({0.0, 4.5, 0.0})), Bounds(9.0, 4.0)) << "none above: up to the upper bound";
-  EXPECT_EQ(ChildBounds(1, Parent({0.0, 0.5, 0.0})), Bounds(1.0, 0.0)) << "none below: down to the lower bound";
+  EXPECT_EQ(ChildBounds(1, Parent({0.0, 2.5, 0.0})), Bounds(2.5, 2.5))
+      << "a set value stays in both";
+  EXPECT_EQ(ChildBounds(1, Parent({0.0, 4.5, 0.0})), Bounds(9.0, 4.0))
+      << "none above: up to the upper bound";
+  EXPECT_EQ(ChildBounds(1, Parent({0.0, 0.5, 0.0})), Bounds(1.0, 0.0))
+      << "none below: down to the lower bound";
   tree.m_vSets[0] = {};
   EXPECT_EQ(ChildBounds(1, Parent({0.0, 0.5, 0.0})), Bounds(9.0, 0.0));
   tree.m_vSets[0] = {4.0, 1.0, 2.5};  // not ascending: first from the start, last from the end
@@ -93,7 +100,8 @@ TEST_F(BranchingTest, VariablesThatCannotBeBranchedAreRefused) {
 }
 
 TEST_F(BranchingTest, PositionsAreScannedCyclicallyAfterTheParentsOwnSkippingVariablesAtABound) {
-  for (const auto& [parentPosition, childPosition] : std::vector<std::pair<int, int>>{{-1, 0}, {0, 1}, {1, 2}, {2, 0}}) {
+  for (const auto& [parentPosition, childPosition] :
+       std::vector<std::pair<int, int>>{{-1, 0}, {0, 1}, {1, 2}, {2, 0}}) {
     CDiscreteNode parent = Parent({0.5, 1.5, 0.5});
     parent.m_nBranchPos = parentPosition;
     EXPECT_EQ(ChildPosition(parent), childPosition) << "parent at " << parentPosition;
@@ -113,13 +121,15 @@ TEST_F(BranchingTest, TwoCreationsMakeTheUpThenTheDownChildAndCloseTheParent) {
   ASSERT_TRUE(tree.CreateNode(down));
   EXPECT_EQ(std::make_pair(up.m_nNodeID, down.m_nNodeID), std::make_pair(next, next + 1));
   for (const CDiscreteNode* child : {&up, &down}) {
-    EXPECT_EQ(std::make_tuple(child->m_nParentID, child->m_nParentTaskID, child->m_nBranchPos, child->m_nUpChildID),
+    EXPECT_EQ(std::make_tuple(child->m_nParentID, child->m_nParentTaskID, child->m_nBranchPos,
+                              child->m_nUpChildID),
               std::make_tuple(parent.m_nNodeID, 17, 0, -1));
   }
   EXPECT_EQ(std::make_pair(up.m_vaLower[0], down.m_vaUpper[0]), Bounds(1.0, 0.0));
   const CDiscreteNode* stored = StoredNodes(tree).at(0);
-  EXPECT_EQ(std::make_tuple(stored->m_nUpChildID, stored->m_nDownChildID, stored->m_bClosed, tree.Size()),
-            std::make_tuple(up.m_nNodeID, down.m_nNodeID, true, 1));
+  EXPECT_EQ(
+      std::make_tuple(stored->m_nUpChildID, stored->m_nDownChildID, stored->m_bClosed, tree.Size()),
+      std::make_tuple(up.m_nNodeID, down.m_nNodeID, true, 1));
   EXPECT_FALSE(tree.CreateNode(none)) << "the closed parent is not chosen again";
 }
 
@@ -128,7 +138,8 @@ TEST_F(BranchingTest, ChildRepeatingAStoredNodesBoundsIsSkipped) {
   Store(parent);
   CDiscreteNode upOnFirst, child;
   tree.BoundVariable(0, parent, upOnFirst);
-  CDiscreteNode sameBounds = MakeNode(50.0, {7.0, 7.0, 7.0}, upOnFirst.m_vaLower, upOnFirst.m_vaUpper);
+  CDiscreteNode sameBounds =
+      MakeNode(50.0, {7.0, 7.0, 7.0}, upOnFirst.m_vaLower, upOnFirst.m_vaUpper);
   sameBounds.m_vaLower[1] = -0.0;  // equal to 0.0 as a double
   Store(sameBounds);
   ASSERT_TRUE(tree.CreateNode(child));
@@ -138,16 +149,6 @@ TEST_F(BranchingTest, ChildRepeatingAStoredNodesBoundsIsSkipped) {
   EXPECT_FALSE(tree.IsDuplicateNode(sameBounds)) << "one bound differs by one ulp";
   sameBounds.m_vaLower = sameBounds.m_vaUpper = std::valarray<double>();
   EXPECT_FALSE(tree.IsDuplicateNode(sameBounds));
-}
-
-TEST_F(BranchingTest, OnlyTheFirstOpenNodeIsTried) {
-  CDiscreteNode stuck = Parent({0.5, 1.5, 0.5}, {0.5, 1.5, 0.5}, {0.5, 1.5, 0.5});  // every variable at a bound
-  CDiscreteNode branchable = Parent({0.5, 1.5, 0.5});
-  branchable.m_dObjective = 2.0;
-  Store(stuck);
-  Store(branchable);
-  CDiscreteNode child;
-  EXPECT_FALSE(tree.CreateNode(child));
 }
 
 }  // namespace

@@ -21,13 +21,14 @@ const Outcome kAcceptable{true, true};
 
 // Checks a node whose variable 1, listed as discrete, has the given set
 // reference and value (variable 0 is an integer variable at 0).
-Outcome Classify(int setRef, std::vector<std::vector<double>> sets, double value, double maxCon = 0.0,
-                 double objective = 1.0) {
+Outcome Classify(int setRef, std::vector<std::vector<double>> sets, double value,
+                 double maxCon = 0.0, double objective = 1.0) {
   CDiscreteTree tree = MakeTree({-1, setRef}, sets, 1);
   tree.m_vIndices = {0, 1};
   CDiscreteNode node = MakeNode(objective, {0.0, value}, {-1e12, -1e12}, {1e12, 1e12}, maxCon);
   tree.CheckNode(node);
-  EXPECT_EQ(tree.m_BestNode.m_nNodeID, node.m_bFeasible ? node.m_nNodeID : -1) << "only an acceptable node leads";
+  EXPECT_EQ(tree.m_BestNode.m_nNodeID, node.m_bFeasible ? node.m_nNodeID : -1)
+      << "only an acceptable node leads";
   return {node.m_bFeasible, node.m_bClosed};
 }
 
@@ -39,7 +40,8 @@ TEST(CheckNodeTest, ConstraintAtTheToleranceIsFeasibleAndAHairAboveIsPruned) {
 
 TEST(CheckNodeTest, NodeWithoutANumericObjectiveOrConstraintIsPruned) {
   EXPECT_EQ(Classify(-1, {}, 2.0, kNaN), kPruned);
-  EXPECT_EQ(Classify(-1, {}, 2.0, 0.0, kNaN), kPruned) << "a NaN objective must never become the incumbent";
+  EXPECT_EQ(Classify(-1, {}, 2.0, 0.0, kNaN), kPruned)
+      << "a NaN objective must never become the incumbent";
 }
 
 TEST(CheckNodeTest, IntegerTestMeasuresTheDistanceToTheValueTruncatedTowardZero) {
@@ -61,7 +63,8 @@ TEST(CheckNodeTest, SetTestAcceptsValuesWithin1e12OfASetValueAndEmptySetsNothing
 }
 
 TEST(CheckNodeTest, VariablesWhoseReferenceNamesNoSetAreNotTested) {
-  for (int setRef : {0, -2, 3}) EXPECT_EQ(Classify(setRef, {{1.0}, {2.0}}, 0.77), kAcceptable) << setRef;
+  for (int setRef : {0, -2, 3})
+    EXPECT_EQ(Classify(setRef, {{1.0}, {2.0}}, 0.77), kAcceptable) << setRef;
 }
 
 // sense, incumbent objective, a strictly better and a worse objective.
@@ -89,11 +92,13 @@ TEST_P(IncumbentTest, FirstAcceptableNodeBecomesTheIncumbentAndOnlyStrictlyBette
   EXPECT_EQ(check(c.better, 3.5).first, kToBranch);
   EXPECT_EQ(tree.m_BestNode.m_nNodeID, first.second);
   const auto better = check(c.better, 4.0);
-  EXPECT_EQ(std::make_tuple(tree.m_BestNode.m_nNodeID, tree.m_BestNode.m_dObjective, tree.m_BestNode.m_bFeasible),
+  EXPECT_EQ(std::make_tuple(tree.m_BestNode.m_nNodeID, tree.m_BestNode.m_dObjective,
+                            tree.m_BestNode.m_bFeasible),
             std::make_tuple(better.second, c.better, true));
 }
 
 INSTANTIATE_TEST_SUITE_P(BothSenses, IncumbentTest,
-                         ::testing::Values(IncumbentCase{1, 10.0, 9.0, 10.5}, IncumbentCase{-1, 10.0, 11.0, 9.5}));
+                         ::testing::Values(IncumbentCase{1, 10.0, 9.0, 10.5},
+                                           IncumbentCase{-1, 10.0, 11.0, 9.5}));
 
 }  // namespace

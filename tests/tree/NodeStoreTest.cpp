@@ -21,15 +21,6 @@ CDiscreteNode NodeWithObjective(double objective, double value = 0.0) {
   return MakeNode(objective, {value}, {0.0}, {10.0});
 }
 
-TEST(DiscreteNodeTest, NumberedNodesTakeTheNextNumberAndUnnumberedOnesNone) {
-  const int32_t next = CDiscreteNode::m_nNODE;
-  const CDiscreteNode root(-1), unnumbered, child(root.m_nNodeID);
-  EXPECT_EQ(std::make_pair(root.m_nNodeID, root.m_nParentID), std::make_pair(next, -1));
-  EXPECT_EQ(std::make_pair(child.m_nNodeID, child.m_nParentID), std::make_pair(next + 1, next));
-  EXPECT_EQ(unnumbered.m_nNodeID, -1);
-  EXPECT_EQ(CDiscreteNode::m_nNODE, next + 2);
-}
-
 TEST(DiscreteNodeTest, CopyIsIndependentAndTakesTheSourcesLengthsAndNumber) {
   CDiscreteNode source = MakeNode(2.5, {1.0, 2.0}, {0.0, 0.0}, {3.0, 4.0});
   CDiscreteNode target = MakeNode(9.0, {9.0, 9.0, 9.0}, {9.0, 9.0, 9.0}, {9.0, 9.0, 9.0});
@@ -38,9 +29,10 @@ TEST(DiscreteNodeTest, CopyIsIndependentAndTakesTheSourcesLengthsAndNumber) {
   target.Copy(source);
   source.m_vaUpper[1] = 99.0;
   target.Copy(target);  // changes nothing
-  EXPECT_EQ(std::make_tuple(target.m_nNodeID, target.m_nUpChildID, target.m_nTaskID, target.m_dObjective,
-                            target.m_vaValues[1], target.m_vaUpper.size(), target.m_vaUpper[1]),
-            std::make_tuple(source.m_nNodeID, 11, 42, 2.5, 2.0, std::size_t{2}, 4.0));
+  EXPECT_EQ(
+      std::make_tuple(target.m_nNodeID, target.m_nUpChildID, target.m_nTaskID, target.m_dObjective,
+                      target.m_vaValues[1], target.m_vaUpper.size(), target.m_vaUpper[1]),
+      std::make_tuple(source.m_nNodeID, 11, 42, 2.5, 2.0, std::size_t{2}, 4.0));
 }
 
 TEST(DiscreteNodeDeathTest, CopyOfANodeWhoseArraysDifferInLengthStops) {
@@ -93,7 +85,8 @@ TEST(NodeStoreTest, NamedNodeIsFoundDeletedAndUpdatedAmongIndistinguishableNeigh
       const std::vector<const CDiscreteNode*> stored = StoredNodes(tree);
       ASSERT_EQ(stored.size(), model.size());
       for (std::size_t i = 0; i < model.size(); ++i) {
-        ASSERT_EQ(stored[i]->m_nNodeID, model[i].m_nNodeID) << "sense " << sense << " step " << step << " at " << i;
+        ASSERT_EQ(stored[i]->m_nNodeID, model[i].m_nNodeID)
+            << "sense " << sense << " step " << step << " at " << i;
         ASSERT_EQ(stored[i]->m_nTaskID, model[i].m_nTaskID);
       }
     }
@@ -120,7 +113,8 @@ TEST(NodeStoreTest, StoredNodesWithNaNObjectivesCanStillBeRemovedOneByOne) {
   CDiscreteTree tree = MakeTree({-1}, {}, 1);
   std::mt19937 random(5);
   for (int i = 0; i < 200; ++i) {
-    CDiscreteNode node = NodeWithObjective(i % 4 == 0 ? kNaN : static_cast<double>(random() % 7), i);
+    CDiscreteNode node =
+        NodeWithObjective(i % 4 == 0 ? kNaN : static_cast<double>(random() % 7), i);
     tree.AddNode(node);
   }
   std::vector<const CDiscreteNode*> stored = StoredNodes(tree);
@@ -162,13 +156,16 @@ TEST(NodeStoreTest, TruncationToInt32IsDefinedForEveryDouble) {
   EXPECT_EQ(TruncateToInt32(2147483647.9), INT32_MAX);
   EXPECT_EQ(TruncateToInt32(-2147483648.9), INT32_MIN);
   EXPECT_EQ(TruncateToInt32(-7.9), -7);
-  for (double outside : {2147483648.0, -2147483649.0, 1e300, -1e300, kNaN, std::numeric_limits<double>::infinity()}) {
+  for (double outside : {2147483648.0, -2147483649.0, 1e300, -1e300, kNaN,
+                         std::numeric_limits<double>::infinity()}) {
     EXPECT_EQ(TruncateToInt32(outside), INT32_MIN) << outside;
   }
 }
 
 TEST(NodeStoreTest, CompareDVARsTruncatesTheDifferenceOfSumsOfSquares) {
-  const auto node = [](std::valarray<double> values) { return MakeNode(0.0, values, values, values); };
+  const auto node = [](std::valarray<double> values) {
+    return MakeNode(0.0, values, values, values);
+  };
   const CDiscreteNode small = node({1.0, 2.0}), nearby = node({1.0, 2.2}), large = node({1e5, 0.0});
   const CDiscreteNode empty = node({}), shorter = node({3.0}), undefined = node({kNaN, 0.0});
   EXPECT_EQ(CDiscreteTree::CompareDVARs(&small, &nearby), 0) << "within 1: a tie";
