@@ -35,6 +35,12 @@ struct CEntryPointCall {
   size_t nPassedHandlers;
 };
 
+// Arguments of the calls; their values do not matter.
+CDiscreteNode node;
+std::valarray<int> setIds;
+std::valarray<double> lower, upper, values;
+double objective, maxCon;
+
 class WithoutDatabase : public CModuleTest,
                         public ::testing::WithParamInterface<CEntryPointCall> {};
 
@@ -46,36 +52,15 @@ TEST_P(WithoutDatabase, EntryPointRaisesNullPointerLoggedByEveryHandlerPassed) {
 
 INSTANTIATE_TEST_SUITE_P(
     EveryEntryPoint, WithoutDatabase,
-    ::testing::Values(CEntryPointCall{"GenDiscreteTask", [] { GenDiscreteTask(1, nullptr); }, 1},
-                      CEntryPointCall{"Node2Task",
-                                      [] {
-                                        CDiscreteNode node;
-                                        Node2Task(node);
-                                      },
-                                      1},
-                      CEntryPointCall{"PostDiscreteTask", [] { PostDiscreteTask(1, false); }, 1},
-                      CEntryPointCall{"UpdateNodeData",
-                                      [] {
-                                        CDiscreteNode node;
-                                        UpdateNodeData(node, 1);
-                                      },
-                                      2},
-                      CEntryPointCall{"GetTaskDVData",
-                                      [] {
-                                        std::valarray<int> setIds;
-                                        std::valarray<double> lower, upper;
-                                        GetTaskDVData(1, setIds, lower, upper);
-                                      },
-                                      1},
-                      CEntryPointCall{"GetBestResult",
-                                      [] {
-                                        double objective = 0.0, maxCon = 0.0;
-                                        std::valarray<double> values;
-                                        GetBestResult(1, &objective, &maxCon, values);
-                                      },
-                                      1},
-                      CEntryPointCall{"BranchBoundStop", [] { BranchBoundStop(1); }, 1},
-                      CEntryPointCall{"UseParentPoints", [] { UseParentPoints(2, 1, 3, 0); }, 1}),
+    ::testing::Values(
+        CEntryPointCall{"GenDiscreteTask", [] { GenDiscreteTask(1, nullptr); }, 1},
+        CEntryPointCall{"Node2Task", [] { Node2Task(node); }, 1},
+        CEntryPointCall{"PostDiscreteTask", [] { PostDiscreteTask(1, false); }, 1},
+        CEntryPointCall{"UpdateNodeData", [] { UpdateNodeData(node, 1); }, 2},
+        CEntryPointCall{"GetTaskDVData", [] { GetTaskDVData(1, setIds, lower, upper); }, 1},
+        CEntryPointCall{"GetBestResult", [] { GetBestResult(1, &objective, &maxCon, values); }, 1},
+        CEntryPointCall{"BranchBoundStop", [] { BranchBoundStop(1); }, 1},
+        CEntryPointCall{"UseParentPoints", [] { UseParentPoints(2, 1, 3, 0); }, 1}),
     [](const ::testing::TestParamInfo<CEntryPointCall>& info) {
       return std::string(info.param.pszName);
     });

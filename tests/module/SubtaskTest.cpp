@@ -63,6 +63,7 @@ class Node2TaskTest : public CModuleTest {
                 evaluationsKept ? Values(best.*array) : std::vector<double>());
     }
   }
+  CDiscreteNode m_node = ChildNode(0.0, 1.0);  // a node whose start value needs no moving
   int Child(size_t index) {
     return static_cast<int>(Values(Fetch<CTask>(kSearchTask).m_vChildTaskIDs).at(index));
   }
@@ -144,10 +145,9 @@ TEST_F(Node2TaskTest, ModuleType1SubtaskStartsFromEverySearchPointUnmoved) {
 }
 
 TEST_F(Node2TaskTest, MissingSourceTaskDrawsNoTaskId) {
-  CDiscreteNode node = ChildNode(0.0, 1.0);
-  node.m_nParentTaskID = 55;
+  m_node.m_nParentTaskID = 55;
   const int lastId = CDBCtrl(m_pDatabase).GetTaskID(false);
-  ExpectFailure<CGetObject>([&] { Node2Task(node); }, 1);
+  ExpectFailure<CGetObject>([&] { Node2Task(m_node); }, 1);
   EXPECT_EQ(CDBCtrl(m_pDatabase).GetTaskID(false), lastId);
   EXPECT_EQ(discSetupTime.m_dTotal, 0.0);
   EXPECT_GT(discSetupTime.m_dStart, 0.0);
@@ -155,8 +155,7 @@ TEST_F(Node2TaskTest, MissingSourceTaskDrawsNoTaskId) {
 
 TEST_F(Node2TaskTest, MissingEquationsLeaveTheEarlierCopiesStored) {
   DeleteAll("CDEqn");
-  CDiscreteNode node = ChildNode(0.0, 1.0);
-  ExpectFailure<CGetObject>([&] { Node2Task(node); }, 1);
+  ExpectFailure<CGetObject>([&] { Node2Task(m_node); }, 1);
   const int subtask = Child(0);
   EXPECT_TRUE(Exists<CDVar>(subtask) && Exists<CDResp>(subtask) && Exists<CDObj>(subtask) &&
               Exists<CDCons>(subtask) && Exists<CDLink>(subtask));
@@ -170,8 +169,7 @@ TEST_F(Node2TaskTest, ExistingResultRecordUnderTheNewIdIsRefused) {
   squatter.m_nNumPoints = 42;
   squatter.PutObject();
   ForceNextTaskId(500);
-  CDiscreteNode node = ChildNode(0.0, 1.0);
-  ExpectFailure<CObjectExists>([&] { Node2Task(node); }, 1);
+  ExpectFailure<CObjectExists>([&] { Node2Task(m_node); }, 1);
   EXPECT_TRUE(Exists<CDSet>(Child(0)));
   EXPECT_EQ(Fetch<CResult>(Child(0)).m_nNumPoints, 42);
   EXPECT_FALSE(Exists<CDPoint>(Child(0), 0));
@@ -179,8 +177,7 @@ TEST_F(Node2TaskTest, ExistingResultRecordUnderTheNewIdIsRefused) {
 
 TEST_F(Node2TaskTest, MissingBestIterationFailsAfterTheResultRecordIsStored) {
   DeleteAll("CIter");
-  CDiscreteNode node = ChildNode(0.0, 1.0);
-  ExpectFailure<CGetObject>([&] { Node2Task(node); }, 1);
+  ExpectFailure<CGetObject>([&] { Node2Task(m_node); }, 1);
   EXPECT_EQ(Fetch<CResult>(Child(0)).m_nNumPoints, 1);
   EXPECT_FALSE(Exists<CDPoint>(Child(0), 0));
 }
@@ -190,9 +187,8 @@ TEST_F(Node2TaskTest, MissingSearchPointStopsTheCopyingOfPoints) {
   CResult searchResult = Fetch<CResult>(kSearchTask);
   searchResult.m_nNumPoints = 6;  // points 4 and 5 do not exist
   searchResult.PutObject();
-  CDiscreteNode node = ChildNode(0.0, 1.0);
   // Made in UseParentPoints, passed through its handler and Node2Task's.
-  ExpectFailure<CGetObject>([&] { Node2Task(node); }, 2);
+  ExpectFailure<CGetObject>([&] { Node2Task(m_node); }, 2);
   for (int point = 0; point <= 3; ++point) EXPECT_TRUE(Exists<CDPoint>(Child(0), point)) << point;
   EXPECT_FALSE(Exists<CTask>(Child(0)));
 }
