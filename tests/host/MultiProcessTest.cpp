@@ -3,12 +3,15 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <functional>
 #include <set>
 #include <vector>
 
-#include "HostTestSupport.h"
+#include "DatabaseFiles.h"
+#include "RecordFields.h"
 #include "Records.h"
 #include "TaskDatabase.h"
 
@@ -19,67 +22,80 @@ class SharedDatabaseFile : public ::testing::Test {
   void SetUp() override {
     OpenTaskDatabase(m_path);  // creates the file before the children race for it
     CloseTaskDatabase();
+    ASSERT_EQ(pipe(m_pipe), 0);
+  }
+  void TearDown() override { CloseTaskDatabase(); }
+
+  // Forks `count` children that each open their own connection, run body and
+  // end with _exit: 0 when body returned, 1 when it threw. Children Send to
+  // the pipe; the parent reads from it.
+  std::vector<pid_t> RunInChildren(int count, const std::function<void()>& body) {
+    std::fflush(nullptr);
+    std::vector<pid_t> children(count);
+    for (pid_t& child : children) {
+      if ((child = fork()) != 0) continue;
+      close(m_pipe[0]);
+      int status = 0;
+      try {
+        OpenTaskDatabase(m_path);
+        body();
+      } catch (const std::exception& error) {
+        std::fprintf(stderr, "child %d: %s\n", static_cast<int>(getpid()), error.what());
+        status = 1;
+      }
+      _exit(status);
+    }
+    close(m_pipe[1]);
+    return children;
+  }
+  // The child's exit status, -1 when it did not exit.
+  static int WaitForChild(pid_t child) {
+    int status = 0;
+    return waitpid(child, &status, 0) == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+  void Send(int value) {
+    if (write(m_pipe[1], &value, sizeof value) != sizeof value) throw std::runtime_error("pipe");
   }
 
-  CScratchDirectory m_directory;                     // removed after the test
+  CScratchDirectory m_directory;                       // removed after the test
   std::string m_path = m_directory.File("shared.db");  // the file the processes share
+  int m_pipe[2];  // children to parent: [0] read end, [1] write end
 };
 
-constexpr int kIncrementsPerProcess = 1000;
-
-void IncrementCounter() {
-  CLock lock(GetPOD(), 0);
-  CResult counter(GetPOD());
-  counter.m_nTaskID = 1;
-  counter.GetObject();  // absent the first time: starts from 0
-  counter.m_nNumAnalyses = counter.m_nNumAnalyses + 1;
-  counter.PutObject();
-}
-
 TEST_F(SharedDatabaseFile, TwoProcessesIncrementingUnderTheLockLoseNoUpdate) {
-  std::vector<pid_t> children;
-  for (int i = 0; i < 2; ++i)
-    children.push_back(RunInChild([this] {
-      OpenTaskDatabase(m_path);
-      for (int n = 0; n < kIncrementsPerProcess; ++n) IncrementCounter();
-      CloseTaskDatabase();
-    }));
-  for (pid_t child : children) EXPECT_EQ(WaitForChild(child), 0);
-
+  const auto increment = [] {
+    CLock lock(GetPOD(), 0);
+    CResult counter(GetPOD());
+    counter.m_nTaskID = 1;
+    counter.GetObject();  // absent the first time: starts from 0
+    counter.m_nNumAnalyses = counter.m_nNumAnalyses + 1;
+    counter.PutObject();
+  };
+  for (pid_t child : RunInChildren(2, [&] {
+         for (int n = 0; n < 1000; ++n) increment();
+       })) {
+    EXPECT_EQ(WaitForChild(child), 0);
+  }
   OpenTaskDatabase(m_path);
   CResult counter(GetPOD());
   counter.m_nTaskID = 1;
   ASSERT_TRUE(counter.GetObject());
-  EXPECT_EQ(counter.m_nNumAnalyses, 2 * kIncrementsPerProcess);
-  CloseTaskDatabase();
+  EXPECT_EQ(counter.m_nNumAnalyses, 2000);
 }
 
 TEST_F(SharedDatabaseFile, TwoProcessesDrawingTaskIdsAtOnceDrawDistinctIds) {
-  constexpr int kDrawsPerProcess = 300;
-  int pipeEnds[2];
-  ASSERT_EQ(pipe(pipeEnds), 0);
-  std::vector<pid_t> children;
-  for (int i = 0; i < 2; ++i)
-    children.push_back(RunInChild([&] {
-      close(pipeEnds[0]);
-      OpenTaskDatabase(m_path);
-      for (int n = 0; n < kDrawsPerProcess; ++n) {
-        const int taskId = CDBCtrl(GetPOD()).GetTaskID(true);
-        if (write(pipeEnds[1], &taskId, sizeof taskId) != sizeof taskId) throw std::runtime_error("pipe");
-      }
-      CloseTaskDatabase();
-    }));
-  close(pipeEnds[1]);
+  const std::vector<pid_t> children = RunInChildren(2, [&] {
+    for (int n = 0; n < 300; ++n) Send(CDBCtrl(GetPOD()).GetTaskID(true));
+  });
   std::multiset<int> drawn;
-  int taskId = 0;
-  while (read(pipeEnds[0], &taskId, sizeof taskId) == sizeof taskId) drawn.insert(taskId);
-  close(pipeEnds[0]);
+  for (int taskId = 0; read(m_pipe[0], &taskId, sizeof taskId) == sizeof taskId;)
+    drawn.insert(taskId);
   for (pid_t child : children) EXPECT_EQ(WaitForChild(child), 0);
-
-  ASSERT_EQ(drawn.size(), 2u * kDrawsPerProcess);
-  EXPECT_EQ(std::set<int>(drawn.begin(), drawn.end()).size(), drawn.size()) << "an id was drawn twice";
+  ASSERT_EQ(drawn.size(), 600u);
+  EXPECT_EQ(std::set<int>(drawn.begin(), drawn.end()).size(), drawn.size())
+      << "an id was drawn twice";
   EXPECT_EQ(*drawn.begin(), 1);
-  EXPECT_EQ(*drawn.rbegin(), 2 * kDrawsPerProcess);
+  EXPECT_EQ(*drawn.rbegin(), 600);
 }
 
 CDPoint PointOf(int taskId, int pointId, size_t length) {
@@ -95,44 +111,37 @@ CDPoint PointOf(int taskId, int pointId, size_t length) {
 // every record committed before the kill exactly as written. The hold that was
 // cut off never committed, so none of its records may appear.
 TEST_F(SharedDatabaseFile, AProcessKilledMidWriteLeavesEveryCommittedRecordIntact) {
-  constexpr int kCommittedPoints = 50;
-  int readyPipe[2];
-  ASSERT_EQ(pipe(readyPipe), 0);
-  const pid_t child = RunInChild([&] {
-    close(readyPipe[0]);
-    OpenTaskDatabase(m_path);
-    for (int pointId = 0; pointId < kCommittedPoints; ++pointId) {
+  const pid_t child = RunInChildren(1, [&] {
+    for (int pointId = 0; pointId < 50; ++pointId) {
       CLock lock(GetPOD(), 0);
       PointOf(1, pointId, 20).PutObject();
     }
     CLock lock(GetPOD(), 0);
     for (int pointId = 0;; ++pointId) {
       PointOf(2, pointId, 2000).PutObject();
-      if (pointId == 200 && write(readyPipe[1], "w", 1) != 1) throw std::runtime_error("pipe");
+      if (pointId == 200) Send(pointId);
     }
-  });
-  close(readyPipe[1]);
-  char signal = 0;
-  ASSERT_EQ(read(readyPipe[0], &signal, 1), 1) << "the child died before its uncommitted writes";
-  close(readyPipe[0]);
+  })[0];
+  int uncommittedWrites = 0;
+  ASSERT_EQ(read(m_pipe[0], &uncommittedWrites, sizeof uncommittedWrites),
+            static_cast<ssize_t>(sizeof(int)))
+      << "the child died before its uncommitted writes";
   kill(child, SIGKILL);
   EXPECT_EQ(WaitForChild(child), -1);
 
   OpenTaskDatabase(m_path);
-  CPlainConnection check(m_path);
-  EXPECT_EQ(check.QueryText("PRAGMA integrity_check"), "ok");
-  for (int pointId = 0; pointId < kCommittedPoints; ++pointId) {
-    CDPoint expected = PointOf(1, pointId, 20);
-    CDPoint read(GetPOD());
-    read.m_nTaskID = 1;
-    read.m_nPointID = pointId;
-    ASSERT_TRUE(read.GetObject()) << "point " << pointId;
-    EXPECT_EQ(DescribeFields(read), DescribeFields(expected)) << "point " << pointId;
+  EXPECT_EQ(CPlainConnection(m_path).QueryText("PRAGMA integrity_check"), "ok");
+  CDPoint stored(GetPOD());
+  stored.m_nTaskID = 1;
+  for (int pointId = 0; pointId < 50; ++pointId) {
+    stored.m_nPointID = pointId;
+    CDPoint written = PointOf(1, pointId, 20);
+    ASSERT_TRUE(stored.GetObject()) << "point " << pointId;
+    EXPECT_EQ(DescribeFields(stored), DescribeFields(written)) << "point " << pointId;
   }
-  CDPoint uncommitted(GetPOD());
-  uncommitted.m_nTaskID = 2;
-  EXPECT_FALSE(uncommitted.FindObject());
-  CloseTaskDatabase();
+  stored.m_nTaskID = 2;
+  stored.m_nPointID = 0;
+  EXPECT_FALSE(stored.FindObject());
 }
 
 }  // namespace

@@ -9,45 +9,29 @@
 
 namespace {
 
-class TaskIds : public ::testing::Test {
- protected:
-  void SetUp() override { OpenTaskDatabase(":memory:"); }
-  void TearDown() override { CloseTaskDatabase(); }
-};
-
-TEST_F(TaskIds, DrawnIdsCountUpFromOneAndTheLastIsRemembered) {
+TEST(TaskIds, DrawnIdsCountUpAndSkipEveryIdThatARecordUses) {
+  OpenTaskDatabase(":memory:");
   CDBCtrl control(GetPOD());
   EXPECT_EQ(control.GetTaskID(false), 0);
   EXPECT_EQ(control.GetTaskID(true), 1);
-  EXPECT_EQ(control.GetTaskID(true), 2);
+  {
+    CLock lock(GetPOD(), 0);  // drawing nests in a held lock
+    EXPECT_EQ(control.GetTaskID(true), 2);
+  }
   EXPECT_EQ(control.GetTaskID(false), 2);
-  EXPECT_EQ(control.GetTaskID(false), 2);
-}
-
-TEST_F(TaskIds, DrawnIdsSkipIdsThatRecordsAlreadyUse) {
-  CDBCtrl control(GetPOD());
   CTask task(GetPOD());
   task.m_nTaskID = 41;
   task.PutObject();
   EXPECT_EQ(control.GetTaskID(true), 42);
-
   CDPoint orphanPoint(GetPOD());
   orphanPoint.m_nTaskID = 100;
   orphanPoint.PutObject();
   EXPECT_EQ(control.GetTaskID(true), 101);
-}
-
-TEST_F(TaskIds, DrawingInsideAHeldLockNestsInIt) {
-  CLock lock(GetPOD(), 0);
-  EXPECT_EQ(CDBCtrl(GetPOD()).GetTaskID(true), 1);
-  EXPECT_EQ(CDBCtrl(GetPOD()).GetTaskID(true), 2);
-}
-
-TEST_F(TaskIds, NoIdIsDrawnOnceTheLargestIsTaken) {
-  CTask task(GetPOD());
   task.m_nTaskID = std::numeric_limits<int32_t>::max();
   task.PutObject();
-  EXPECT_THROW(CDBCtrl(GetPOD()).GetTaskID(true), CDatabaseError);
+  EXPECT_THROW(control.GetTaskID(true), CDatabaseError)
+      << "no id is drawn once the largest is taken";
+  CloseTaskDatabase();
 }
 
 }  // namespace

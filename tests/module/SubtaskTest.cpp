@@ -1,12 +1,13 @@
 // Node2Task and UseParentPoints: what a subtask holds, and what is already
 // stored when writing one fails.
 
-#include <gmock/gmock.h>
+#include <ctime>
+#include <tuple>
 
 #include "BranchBound.h"
 #include "DiscreteNode.h"
 #include "ModuleTestBed.h"
-#include "QuadraticHost.h"
+#include "SearchTaskHost.h"
 #include "TaskIdOverride.h"
 #include "Timing.h"
 #include "ValueAccess.h"
@@ -14,26 +15,30 @@
 namespace {
 
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 constexpr int kSearchTask = 10;
 
-// The search task's optimum is x = (1.5, 2.5, 0.25), stored as point 0.
-CProblem ThreeVariableProblem(int nModuleType) {
-  CProblem problem;
-  problem.variables = {{0, 4, 1, 1.5, 0, -1}, {0, 4, 1, 2.5, 0, -1}, {0, 1, 1, 0.25, 0, 0}};
-  problem.nModuleType = nModuleType;
-  problem.nExtraPoints = nModuleType == 1 ? 3 : 0;
-  return problem;
-}
-
 class Node2TaskTest : public CModuleTest {
  protected:
+  void SetUp() override {
+    CModuleTest::SetUp();
+    WriteSearch(0);
+  }
+  // The search task's optimum x = (1.5, 2.5, 0.25) is point 0; its data and
+  // evaluation arrays are set apart from each other.
   void WriteSearch(int nModuleType) {
-    WriteSearchTask(m_pDatabase, ThreeVariableProblem(nModuleType), kSearchTask);
-    CDPoint best = FetchPoint(kSearchTask, 0);
+    CSearchProblem problem;
+    problem.variables = {{0, 4, 1, 1.5, 0, -1}, {0, 4, 1, 2.5, 0, -1}, {0, 1, 1, 0.25, 0, 0}};
+    problem.nModuleType = nModuleType;
+    problem.nExtraPoints = 3 * nModuleType;
+    WriteSearchTask(m_pDatabase, problem, kSearchTask);
+    CDPoint best = Fetch<CDPoint>(kSearchTask, 0);
     best.m_vaData1 = std::valarray<pvFLOAT64>(0.1, 3);
-    best.m_vaEval2 = std::valarray<pvFLOAT64>(-0.5, 1);
+    best.m_vaData2 = std::valarray<pvFLOAT64>(0.2, 2);
+    best.m_vaData3 = std::valarray<pvFLOAT64>(0.3, 1);
+    best.m_vaEval1 = std::valarray<pvFLOAT64>(-0.5, 1);
+    best.m_vaEval2 = std::valarray<pvFLOAT64>(-0.6, 2);
+    best.m_vaEval3 = std::valarray<pvFLOAT64>(-0.7, 3);
     best.PutObject();
     nContinuousTask = kSearchTask;
   }
@@ -45,90 +50,79 @@ class Node2TaskTest : public CModuleTest {
     node.m_vaUpper = {upper0, 4.0, 1.0};
     return node;
   }
+  // Point 0 of the subtask: these values, the best point's data, and its
+  // evaluations unless the point was moved.
+  void ExpectStartPoint(int subtask, const std::vector<double>& values, bool evaluationsKept) {
+    const CDPoint start = Fetch<CDPoint>(subtask, 0), best = Fetch<CDPoint>(kSearchTask, 0);
+    EXPECT_EQ(Values(start.m_vaValues), values);
+    for (auto array : {&CDPoint::m_vaData1, &CDPoint::m_vaData2, &CDPoint::m_vaData3}) {
+      EXPECT_EQ(Values(start.*array), Values(best.*array));
+    }
+    for (auto array : {&CDPoint::m_vaEval1, &CDPoint::m_vaEval2, &CDPoint::m_vaEval3}) {
+      EXPECT_EQ(Values(start.*array),
+                evaluationsKept ? Values(best.*array) : std::vector<double>());
+    }
+  }
+  CDiscreteNode m_node = ChildNode(0.0, 1.0);  // a node whose start value needs no moving
+  int Child(size_t index) {
+    return static_cast<int>(Values(Fetch<CTask>(kSearchTask).m_vChildTaskIDs).at(index));
+  }
 };
 
 TEST_F(Node2TaskTest, SubtaskIsTheSourceTaskWithTheNodesBoundsAndItsBestPoint) {
-  WriteSearch(0);
+  CTask expectedTask = Fetch<CTask>(kSearchTask);
+  CDVar expectedVariables = Fetch<CDVar>(kSearchTask);
   CDiscreteNode node = ChildNode(1.0, 1.5);  // x0 = 1.5 lies on the upper bound
 
-  const int first = Node2Task(node);
-  const int second = Node2Task(node);
+  const int first = Node2Task(node), second = Node2Task(node);
 
   EXPECT_THAT(Values(Fetch<CTask>(kSearchTask).m_vChildTaskIDs), ElementsAre(first, second));
-  const CTask subtask = Fetch<CTask>(first);
-  EXPECT_EQ(subtask.m_nParentTaskID, kSearchTask);
-  EXPECT_THAT(subtask.m_vChildTaskIDs, IsEmpty());
-  EXPECT_EQ(subtask.m_strName, "quadratic");
-  EXPECT_EQ(subtask.m_nInitMode, 3);  // module type 0 keeps the start settings
-  EXPECT_EQ(subtask.m_nInitCount, 7);
-  EXPECT_EQ(CValueAccess::Get(subtask.m_nNumInitPoints), 6u);
-  EXPECT_THAT(Values(subtask.m_vPointFlags), ElementsAre(1, 1, 0, 0, 1, 0));
-
-  const CDVar variables = Fetch<CDVar>(first);
-  EXPECT_THAT(Values(variables.m_vaLower), ElementsAre(1.0, 0.0, 0.0));
-  EXPECT_THAT(Values(variables.m_vaUpper), ElementsAre(1.5, 4.0, 1.0));
-  EXPECT_THAT(variables.m_vNames, ElementsAre("x0", "x1", "x2"));
-  EXPECT_THAT(Fetch<CDResp>(first).m_vExpressions, ElementsAre("sum w (x - t)^2", "a.x - b"));
-  EXPECT_THAT(Values(Fetch<CDObj>(first).m_vRespIndex), ElementsAre(0));
-  EXPECT_THAT(Values(Fetch<CDCons>(first).m_vRespIndex), ElementsAre(1));
-  EXPECT_THAT(Fetch<CDEqn>(first).m_vNames, ElementsAre("b"));
-  EXPECT_THAT(Fetch<CDLink>(first).m_vExpressions, ElementsAre("none"));
-  EXPECT_THAT(Fetch<CDSet>(first).m_vSetIDs, IsEmpty());
-
-  const CResult result = Fetch<CResult>(first);
-  EXPECT_EQ(result.m_nNumPoints, 1);
-  EXPECT_EQ(result.m_nTotalPoints, 1);
-  EXPECT_FALSE((Exists<CIter>(first)));
-
-  const CDPoint start = FetchPoint(first, 0);
-  EXPECT_THAT(Values(start.m_vaValues), ElementsAre(1.5, 2.5, 0.25));
-  EXPECT_THAT(Values(start.m_vaData1), ElementsAre(0.1, 0.1, 0.1));
-  EXPECT_THAT(Values(start.m_vaEval2), ElementsAre(-0.5));  // not moved: evaluations hold
-  EXPECT_FALSE(PointExists(first, 1));
+  CTask subtask = Fetch<CTask>(first);
+  EXPECT_NEAR(subtask.m_dCreateTime, static_cast<double>(std::time(nullptr)), 10.0);
+  expectedTask.m_nParentTaskID = kSearchTask;
+  expectedTask.m_dCreateTime = subtask.m_dCreateTime;
+  EXPECT_EQ(DescribeFields(subtask), DescribeFields(expectedTask))
+      << "module type 0 keeps the start settings";
+  expectedVariables.m_vaLower = Stored({1.0, 0.0, 0.0});
+  expectedVariables.m_vaUpper = Stored({1.5, 4.0, 1.0});
+  EXPECT_EQ(FieldsOf<CDVar>(first), DescribeFields(expectedVariables));
+  EXPECT_EQ(FieldsOf<CDResp>(first), FieldsOf<CDResp>(kSearchTask));
+  EXPECT_EQ(FieldsOf<CDObj>(first), FieldsOf<CDObj>(kSearchTask));
+  EXPECT_EQ(FieldsOf<CDCons>(first), FieldsOf<CDCons>(kSearchTask));
+  EXPECT_EQ(FieldsOf<CDEqn>(first), FieldsOf<CDEqn>(kSearchTask));
+  EXPECT_EQ(FieldsOf<CDLink>(first), FieldsOf<CDLink>(kSearchTask));
+  EXPECT_EQ(FieldsOf<CDSet>(first), FieldsOf<CDSet>(kSearchTask));
+  CResult newResult(m_pDatabase);
+  newResult.m_nNumPoints = newResult.m_nTotalPoints = 1;
+  EXPECT_EQ(FieldsOf<CResult>(first), DescribeFields(newResult));
+  EXPECT_FALSE(Exists<CIter>(first) || Exists<CDPoint>(first, 1));
+  ExpectStartPoint(first, {1.5, 2.5, 0.25}, true);
   EXPECT_GT(discSetupTime.m_dTotal, 0.0);
 }
 
 TEST_F(Node2TaskTest, StartValueOutsideTheBoundsIsMovedAndDropsItsEvaluations) {
-  WriteSearch(0);
-  const CResult searchResultBefore = Fetch<CResult>(kSearchTask);
+  const std::string searchResultBefore = FieldsOf<CResult>(kSearchTask);
   CDiscreteNode node = ChildNode(2.0, 4.0);
-
-  const int subtask = Node2Task(node);
-
-  const CDPoint start = FetchPoint(subtask, 0);
-  EXPECT_THAT(Values(start.m_vaValues), ElementsAre(2.0, 2.5, 0.25));
-  EXPECT_THAT(Values(start.m_vaData1), ElementsAre(0.1, 0.1, 0.1));
-  EXPECT_THAT(Values(start.m_vaEval1), IsEmpty());
-  EXPECT_THAT(Values(start.m_vaEval2), IsEmpty());
-  const CResult searchResultAfter = Fetch<CResult>(kSearchTask);
-  EXPECT_EQ(searchResultAfter.m_nTotalPoints, searchResultBefore.m_nTotalPoints);
-  EXPECT_EQ(searchResultAfter.m_nNumPoints, searchResultBefore.m_nNumPoints);
+  ExpectStartPoint(Node2Task(node), {2.0, 2.5, 0.25}, false);
+  EXPECT_EQ(FieldsOf<CResult>(kSearchTask), searchResultBefore)
+      << "a moved start point is no evaluated design";
 }
 
 TEST_F(Node2TaskTest, OnlyAMovedStartNeedsTheSearchTasksResultRecord) {
-  WriteSearch(0);
   nContinuousTask = 98;  // a search task without records
-  CDiscreteNode inside = ChildNode(1.0, 2.0);
+  CDiscreteNode inside = ChildNode(1.0, 2.0), outside = ChildNode(2.0, 4.0);
   EXPECT_GT(Node2Task(inside), 0);
-
-  CDiscreteNode outside = ChildNode(2.0, 4.0);
-  EXPECT_THROW(Node2Task(outside), CGetObject);
-
-  const int subtask = static_cast<int>(Values(Fetch<CTask>(kSearchTask).m_vChildTaskIDs).at(1));
-  EXPECT_TRUE(Exists<CResult>(subtask));
-  EXPECT_FALSE(PointExists(subtask, 0));
-  EXPECT_FALSE(Exists<CTask>(subtask));
+  ExpectFailure<CGetObject>([&] { Node2Task(outside); }, 1);
+  EXPECT_TRUE(Exists<CResult>(Child(1)));
+  EXPECT_FALSE(Exists<CDPoint>(Child(1), 0) || Exists<CTask>(Child(1)));
 }
 
 TEST_F(Node2TaskTest, BoundArraysShorterThanTheStartValuesBindOnlyTheirPositions) {
-  WriteSearch(0);
   CDiscreteNode node = ChildNode(3.0, 4.0);
   node.m_vaLower = {3.0};
   node.m_vaUpper = {4.0, 2.0};
-
   const int subtask = Node2Task(node);
-
-  EXPECT_THAT(Values(FetchPoint(subtask, 0).m_vaValues), ElementsAre(3.0, 2.0, 0.25));
+  EXPECT_THAT(Values(Fetch<CDPoint>(subtask, 0).m_vaValues), ElementsAre(3.0, 2.0, 0.25));
   EXPECT_THAT(Values(Fetch<CDVar>(subtask).m_vaLower), ElementsAre(3.0));
 }
 
@@ -138,13 +132,10 @@ TEST_F(Node2TaskTest, ModuleType1SubtaskStartsFromEverySearchPointUnmoved) {
 
   const int subtask = Node2Task(node);
 
-  EXPECT_THAT(Values(FetchPoint(subtask, 0).m_vaValues), ElementsAre(1.5, 2.5, 0.25));
-  EXPECT_THAT(Values(FetchPoint(subtask, 0).m_vaEval2), ElementsAre(-0.5));
-  for (int point = 1; point <= 3; ++point) {
-    EXPECT_EQ(Values(FetchPoint(subtask, point).m_vaValues), Values(FetchPoint(kSearchTask, point).m_vaValues));
-    EXPECT_THAT(Values(FetchPoint(subtask, point).m_vaData3), ElementsAre(point));
-  }
-  EXPECT_FALSE(PointExists(subtask, 4));
+  ExpectStartPoint(subtask, {1.5, 2.5, 0.25}, true);
+  for (int point = 1; point <= 3; ++point)
+    EXPECT_EQ(FieldsOf<CDPoint>(subtask, point), FieldsOf<CDPoint>(kSearchTask, point));
+  EXPECT_FALSE(Exists<CDPoint>(subtask, 4));
   EXPECT_EQ(Fetch<CResult>(subtask).m_nNumPoints, 4);
   const CTask task = Fetch<CTask>(subtask);
   EXPECT_EQ(task.m_nInitMode, 11);
@@ -153,82 +144,42 @@ TEST_F(Node2TaskTest, ModuleType1SubtaskStartsFromEverySearchPointUnmoved) {
   EXPECT_EQ(task.m_nInitCount, 5);
 }
 
-TEST_F(Node2TaskTest, ModuleType1WithOnePointStartsFromPointZeroAlone) {
-  WriteSearch(1);
-  CResult searchResult = Fetch<CResult>(kSearchTask);
-  searchResult.m_nNumPoints = 1;
-  searchResult.PutObject();
-  CDiscreteNode node = ChildNode(0.0, 1.0);
-
-  const int subtask = Node2Task(node);
-
-  EXPECT_FALSE(PointExists(subtask, 1));
-  EXPECT_EQ(Fetch<CResult>(subtask).m_nNumPoints, 1);
-  const CTask task = Fetch<CTask>(subtask);
-  EXPECT_THAT(Values(task.m_vPointFlags), ElementsAre(0));
-  EXPECT_EQ(task.m_nInitCount, 2);
-}
-
 TEST_F(Node2TaskTest, MissingSourceTaskDrawsNoTaskId) {
-  WriteSearch(0);
-  CDiscreteNode node = ChildNode(0.0, 1.0);
-  node.m_nParentTaskID = 55;
+  m_node.m_nParentTaskID = 55;
   const int lastId = CDBCtrl(m_pDatabase).GetTaskID(false);
-
-  EXPECT_THROW(Node2Task(node), CGetObject);
-
+  ExpectFailure<CGetObject>([&] { Node2Task(m_node); }, 1);
   EXPECT_EQ(CDBCtrl(m_pDatabase).GetTaskID(false), lastId);
   EXPECT_EQ(discSetupTime.m_dTotal, 0.0);
   EXPECT_GT(discSetupTime.m_dStart, 0.0);
-  EXPECT_TRUE(IsLockFree());
 }
 
 TEST_F(Node2TaskTest, MissingEquationsLeaveTheEarlierCopiesStored) {
-  WriteSearch(0);
   DeleteAll("CDEqn");
-  CDiscreteNode node = ChildNode(0.0, 1.0);
-
-  EXPECT_THROW(Node2Task(node), CGetObject);
-
-  const std::vector<long> children = Values(Fetch<CTask>(kSearchTask).m_vChildTaskIDs);
-  ASSERT_EQ(children.size(), 1u);
-  const int subtask = static_cast<int>(children[0]);
-  EXPECT_FALSE(Exists<CTask>(subtask));
+  ExpectFailure<CGetObject>([&] { Node2Task(m_node); }, 1);
+  const int subtask = Child(0);
   EXPECT_TRUE(Exists<CDVar>(subtask) && Exists<CDResp>(subtask) && Exists<CDObj>(subtask) &&
               Exists<CDCons>(subtask) && Exists<CDLink>(subtask));
-  EXPECT_FALSE(Exists<CDSet>(subtask) || Exists<CResult>(subtask));
+  EXPECT_FALSE(Exists<CTask>(subtask) || Exists<CDSet>(subtask) || Exists<CResult>(subtask));
   EXPECT_EQ(discSetupTime.m_dTotal, 0.0);
-  EXPECT_TRUE(IsLockFree());
 }
 
 TEST_F(Node2TaskTest, ExistingResultRecordUnderTheNewIdIsRefused) {
-  WriteSearch(0);
   CResult squatter(m_pDatabase);  // the host never draws a used id: force one
   squatter.m_nTaskID = 500;
   squatter.m_nNumPoints = 42;
   squatter.PutObject();
   ForceNextTaskId(500);
-  CDiscreteNode node = ChildNode(0.0, 1.0);
-
-  EXPECT_THROW(Node2Task(node), CObjectExists);
-
-  const int subtask = static_cast<int>(Values(Fetch<CTask>(kSearchTask).m_vChildTaskIDs).at(0));
-  EXPECT_TRUE(Exists<CDSet>(subtask));
-  EXPECT_EQ(Fetch<CResult>(subtask).m_nNumPoints, 42);
-  EXPECT_FALSE(PointExists(subtask, 0));
-  EXPECT_TRUE(IsLockFree());
+  ExpectFailure<CObjectExists>([&] { Node2Task(m_node); }, 1);
+  EXPECT_TRUE(Exists<CDSet>(Child(0)));
+  EXPECT_EQ(Fetch<CResult>(Child(0)).m_nNumPoints, 42);
+  EXPECT_FALSE(Exists<CDPoint>(Child(0), 0));
 }
 
 TEST_F(Node2TaskTest, MissingBestIterationFailsAfterTheResultRecordIsStored) {
-  WriteSearch(0);
   DeleteAll("CIter");
-  CDiscreteNode node = ChildNode(0.0, 1.0);
-
-  EXPECT_THROW(Node2Task(node), CGetObject);
-
-  const int subtask = static_cast<int>(Values(Fetch<CTask>(kSearchTask).m_vChildTaskIDs).at(0));
-  EXPECT_EQ(Fetch<CResult>(subtask).m_nNumPoints, 1);
-  EXPECT_FALSE(PointExists(subtask, 0));
+  ExpectFailure<CGetObject>([&] { Node2Task(m_node); }, 1);
+  EXPECT_EQ(Fetch<CResult>(Child(0)).m_nNumPoints, 1);
+  EXPECT_FALSE(Exists<CDPoint>(Child(0), 0));
 }
 
 TEST_F(Node2TaskTest, MissingSearchPointStopsTheCopyingOfPoints) {
@@ -236,30 +187,17 @@ TEST_F(Node2TaskTest, MissingSearchPointStopsTheCopyingOfPoints) {
   CResult searchResult = Fetch<CResult>(kSearchTask);
   searchResult.m_nNumPoints = 6;  // points 4 and 5 do not exist
   searchResult.PutObject();
-  CDiscreteNode node = ChildNode(0.0, 1.0);
-
-  EXPECT_THROW(Node2Task(node), CGetObject);
-
-  const int subtask = static_cast<int>(Values(Fetch<CTask>(kSearchTask).m_vChildTaskIDs).at(0));
-  for (int point = 0; point <= 3; ++point) EXPECT_TRUE(PointExists(subtask, point)) << point;
-  EXPECT_FALSE(Exists<CTask>(subtask));
   // Made in UseParentPoints, passed through its handler and Node2Task's.
-  EXPECT_EQ(NewExceptionLines().size(), 1u);
-  EXPECT_EQ(PassedExceptionLines().size(), 2u);
-  EXPECT_TRUE(IsLockFree());
+  ExpectFailure<CGetObject>([&] { Node2Task(m_node); }, 2);
+  for (int point = 0; point <= 3; ++point) EXPECT_TRUE(Exists<CDPoint>(Child(0), point)) << point;
+  EXPECT_FALSE(Exists<CTask>(Child(0)));
 }
 
-// UseParentPoints: source points 0 .. count - 1 less the left-out one become
-// target points 1, 2, ... in order.
-struct CNumberingCase {
-  int nCount;
-  int nLeftOut;
-  std::vector<int> copiedSources;  // in target order
-};
+using ParentPoints = CModuleTest;
 
-class ParentPoints : public CModuleTest, public ::testing::WithParamInterface<CNumberingCase> {};
-
-TEST_P(ParentPoints, CopiesAreNumberedFromOneInSourceOrder) {
+// Source points 0 .. count - 1 less the left-out one become target points 1,
+// 2, ... in order.
+TEST_F(ParentPoints, CopiesAreNumberedFromOneInSourceOrder) {
   CTask source(m_pDatabase);
   source.m_nTaskID = 1;
   source.PutObject();
@@ -267,55 +205,30 @@ TEST_P(ParentPoints, CopiesAreNumberedFromOneInSourceOrder) {
     CDPoint point(m_pDatabase);
     point.m_nTaskID = 1;
     point.m_nPointID = id;
-    point.m_vaValues = std::valarray<pvFLOAT64>(static_cast<double>(id), 2);
-    point.m_vaEval3 = std::valarray<pvFLOAT64>(10.0 + id, 1);
+    FillFields(point, id);
     point.PutObject();
   }
-  const std::vector<int>& expected = GetParam().copiedSources;
-
-  EXPECT_EQ(UseParentPoints(2, 1, GetParam().nCount, GetParam().nLeftOut), static_cast<int>(expected.size()));
-
-  for (size_t target = 1; target <= expected.size(); ++target) {
-    const CDPoint copy = FetchPoint(2, static_cast<int>(target));
-    EXPECT_THAT(Values(copy.m_vaValues), ElementsAre(expected[target - 1], expected[target - 1]));
-    EXPECT_THAT(Values(copy.m_vaEval3), ElementsAre(10.0 + expected[target - 1]));
+  // count, left out, the sources of target points 1, 2, ... in order
+  const std::vector<std::tuple<int, int, std::vector<int>>> cases{
+      {0, 0, {}},           {-3, 0, {}},          {1, 0, {}},
+      {5, 0, {1, 2, 3, 4}}, {5, 2, {0, 1, 3, 4}}, {3, 7, {0, 1, 2}}};
+  int target = 2;
+  for (const auto& [count, leftOut, sources] : cases) {
+    SCOPED_TRACE("count " + std::to_string(count) + ", left out " + std::to_string(leftOut));
+    EXPECT_EQ(UseParentPoints(++target, 1, count, leftOut), static_cast<int>(sources.size()));
+    for (size_t point = 1; point <= sources.size(); ++point) {
+      EXPECT_EQ(FieldsOf<CDPoint>(target, static_cast<int>(point)),
+                FieldsOf<CDPoint>(1, sources[point - 1]));
+    }
+    EXPECT_FALSE(Exists<CDPoint>(target, static_cast<int>(sources.size()) + 1) ||
+                 Exists<CDPoint>(target, 0));
   }
-  EXPECT_FALSE(PointExists(2, static_cast<int>(expected.size()) + 1));
-  EXPECT_FALSE(PointExists(2, 0));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    LeftOutInsideAndOutsideTheRange, ParentPoints,
-    ::testing::Values(CNumberingCase{0, 0, {}}, CNumberingCase{-3, 0, {}}, CNumberingCase{1, 0, {}},
-                      CNumberingCase{5, 0, {1, 2, 3, 4}}, CNumberingCase{5, 2, {0, 1, 3, 4}},
-                      CNumberingCase{3, 7, {0, 1, 2}}),
-    [](const ::testing::TestParamInfo<CNumberingCase>& info) {
-      const int count = info.param.nCount;
-      return (count < 0 ? "CountMinus" + std::to_string(-count) : "Count" + std::to_string(count)) +
-             "LeftOut" + std::to_string(info.param.nLeftOut);
-    });
-
-using ParentPointsFailure = CModuleTest;
-
-TEST_F(ParentPointsFailure, MissingSourceTaskIsLoggedWithItsId) {
-  EXPECT_THROW(UseParentPoints(2, 31, 0, 0), CGetObject);
-  EXPECT_EQ(LogLinesWith("Specified PARENT task ID (31) does not exist in the database.").size(), 1u);
-  EXPECT_TRUE(IsLockFree());
-}
-
-TEST_F(ParentPointsFailure, MissingSourcePointKeepsTheCopiesBeforeIt) {
-  CTask source(m_pDatabase);
-  source.m_nTaskID = 1;
-  source.PutObject();
-  for (int id : {0, 1, 3}) {
-    CDPoint point(m_pDatabase);
-    point.m_nTaskID = 1;
-    point.m_nPointID = id;
-    point.PutObject();
-  }
-  EXPECT_THROW(UseParentPoints(2, 1, 4, 0), CGetObject);
-  EXPECT_TRUE(PointExists(2, 1));
-  EXPECT_FALSE(PointExists(2, 2));
+TEST_F(ParentPoints, MissingSourceTaskIsLoggedWithItsId) {
+  ExpectFailure<CGetObject>([] { UseParentPoints(2, 31, 0, 0); }, 1);
+  EXPECT_EQ(LogLinesWith("Specified PARENT task ID (31) does not exist in the database.").size(),
+            1u);
 }
 
 }  // namespace

@@ -8,8 +8,9 @@
 #include "DiscreteTree.h"
 
 // A numbered node holding an evaluated solution inside the given bounds.
-inline CDiscreteNode MakeNode(double objective, std::valarray<double> values, std::valarray<double> lower,
-                              std::valarray<double> upper, double maxCon = 0.0) {
+inline CDiscreteNode MakeNode(double objective, std::valarray<double> values,
+                              std::valarray<double> lower, std::valarray<double> upper,
+                              double maxCon = 0.0) {
   CDiscreteNode node(-1);
   node.m_dObjective = objective;
   node.m_dMaxCon = maxCon;
@@ -20,8 +21,9 @@ inline CDiscreteNode MakeNode(double objective, std::valarray<double> values, st
 }
 
 // A tree whose discrete variables are those with a nonzero set reference.
-inline CDiscreteTree MakeTree(const std::vector<int>& setRefs, std::vector<std::vector<double>> sets,
-                              int sense, double conTol = 1e-6) {
+inline CDiscreteTree MakeTree(const std::vector<int>& setRefs,
+                              std::vector<std::vector<double>> sets, int sense,
+                              double conTol = 1e-6) {
   std::vector<int> discrete;
   for (int variable = 0; variable < static_cast<int>(setRefs.size()); ++variable) {
     if (setRefs[variable] != 0) discrete.push_back(variable);

@@ -1,0 +1,77 @@
+#include "DatabaseFiles.h"
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <stdexcept>
+
+CScratchDirectory::CScratchDirectory() {
+  char pattern[] = "/tmp/discrete-test-XXXXXX";
+  if (mkdtemp(pattern) == nullptr) throw std::runtime_error("cannot make a scratch directory");
+  m_path = pattern;
+}
+
+CScratchDirectory::~CScratchDirectory() {
+  std::error_code ignored;
+  std::filesystem::remove_all(m_path, ignored);
+}
+
+CPlainConnection::CPlainConnection(const std::string& path) : m_connection(nullptr) {
+  if (sqlite3_open(path.c_str(), &m_connection) != SQLITE_OK)
+    ADD_FAILURE() << "cannot open " << path << ": " << sqlite3_errmsg(m_connection);
+}
+
+CPlainConnection::~CPlainConnection() { sqlite3_close(m_connection); }
+
+void CPlainConnection::Execute(const std::string& sql) {
+  EXPECT_EQ(TryExecute(sql), SQLITE_OK) << sql << ": " << sqlite3_errmsg(m_connection);
+}
+
+int CPlainConnection::TryExecute(const std::string& sql) {
+  return sqlite3_exec(m_connection, sql.c_str(), nullptr, nullptr, nullptr);
+}
+
+bool CPlainConnection::IsWriteLockFree() {
+  const int resultCode = TryExecute("BEGIN IMMEDIATE");
+  if (resultCode != SQLITE_OK) {
+    EXPECT_EQ(resultCode, SQLITE_BUSY);
+    return false;
+  }
+  Execute("ROLLBACK");
+  return true;
+}
+
+std::string CPlainConnection::QueryText(const std::string& sql) {
+  sqlite3_stmt* statement = nullptr;
+  std::string text;
+  if (sqlite3_prepare_v2(m_connection, sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) {
+    ADD_FAILURE() << sql << ": " << sqlite3_errmsg(m_connection);
+  } else if (sqlite3_step(statement) == SQLITE_ROW &&
+             sqlite3_column_text(statement, 0) != nullptr) {
+    text = reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
+  }
+  sqlite3_finalize(statement);
+  return text;
+}
+
+std::string CPlainConnection::ReadBlob(const std::string& table, const std::string& where) {
+  const std::string hex = QueryText("SELECT hex(data) FROM " + table + " WHERE " + where);
+  std::string bytes;
+  for (size_t i = 0; i + 1 < hex.size(); i += 2)
+    bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
+  return bytes;
+}
+
+void CPlainConnection::WriteBlob(const std::string& table, const std::string& where,
+                                 const std::string& bytes) {
+  std::string hex;
+  char digits[3];
+  for (const char byte : bytes) {
+    std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned char>(byte));
+    hex += digits;
+  }
+  Execute("UPDATE " + table + " SET data = x'" + hex + "' WHERE " + where);
+  EXPECT_EQ(sqlite3_changes(m_connection), 1) << "no row " << where << " in " << table;
+}

@@ -1,0 +1,49 @@
+#pragma once
+
+// Database files for the tests of the host side and of the module: a scratch
+// directory to put them in, and a plain SQLite connection to one, beside the
+// connection the host library keeps: what another process (or the damage a
+// test does) sees.
+
+#include <string>
+
+struct sqlite3;
+
+// A fresh directory under /tmp, removed with everything in it on destruction.
+class CScratchDirectory {
+ public:
+  CScratchDirectory();
+  ~CScratchDirectory();
+  CScratchDirectory(const CScratchDirectory&) = delete;
+  CScratchDirectory& operator=(const CScratchDirectory&) = delete;
+
+  std::string File(const std::string& name) const { return m_path + "/" + name; }
+
+ private:
+  std::string m_path;  // absolute path of the directory
+};
+
+class CPlainConnection {
+ public:
+  explicit CPlainConnection(const std::string& path);
+  ~CPlainConnection();
+  CPlainConnection(const CPlainConnection&) = delete;
+  CPlainConnection& operator=(const CPlainConnection&) = delete;
+
+  // Runs statements; fails the test on an error.
+  void Execute(const std::string& sql);
+  // The result code of running the statements (SQLITE_OK, SQLITE_BUSY, ...).
+  int TryExecute(const std::string& sql);
+  // True when this connection can take the write lock at once, i.e. no
+  // other connection holds a write transaction; fails the test on any error
+  // but SQLITE_BUSY.
+  bool IsWriteLockFree();
+  // The first column of the first row as text; "" for none.
+  std::string QueryText(const std::string& sql);
+  // The data column of a record's row, and its replacement.
+  std::string ReadBlob(const std::string& table, const std::string& where);
+  void WriteBlob(const std::string& table, const std::string& where, const std::string& bytes);
+
+ private:
+  sqlite3* m_connection;  // owned
+};
