@@ -26,15 +26,12 @@ CPlainConnection::CPlainConnection(const std::string& path) : m_connection(nullp
 CPlainConnection::~CPlainConnection() { sqlite3_close(m_connection); }
 
 void CPlainConnection::Execute(const std::string& sql) {
-  EXPECT_EQ(TryExecute(sql), SQLITE_OK) << sql << ": " << sqlite3_errmsg(m_connection);
-}
-
-int CPlainConnection::TryExecute(const std::string& sql) {
-  return sqlite3_exec(m_connection, sql.c_str(), nullptr, nullptr, nullptr);
+  EXPECT_EQ(sqlite3_exec(m_connection, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+      << sql << ": " << sqlite3_errmsg(m_connection);
 }
 
 bool CPlainConnection::IsWriteLockFree() {
-  const int resultCode = TryExecute("BEGIN IMMEDIATE");
+  const int resultCode = sqlite3_exec(m_connection, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
   if (resultCode != SQLITE_OK) {
     EXPECT_EQ(resultCode, SQLITE_BUSY);
     return false;
@@ -54,24 +51,4 @@ std::string CPlainConnection::QueryText(const std::string& sql) {
   }
   sqlite3_finalize(statement);
   return text;
-}
-
-std::string CPlainConnection::ReadBlob(const std::string& table, const std::string& where) {
-  const std::string hex = QueryText("SELECT hex(data) FROM " + table + " WHERE " + where);
-  std::string bytes;
-  for (size_t i = 0; i + 1 < hex.size(); i += 2)
-    bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
-  return bytes;
-}
-
-void CPlainConnection::WriteBlob(const std::string& table, const std::string& where,
-                                 const std::string& bytes) {
-  std::string hex;
-  char digits[3];
-  for (const char byte : bytes) {
-    std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned char>(byte));
-    hex += digits;
-  }
-  Execute("UPDATE " + table + " SET data = x'" + hex + "' WHERE " + where);
-  EXPECT_EQ(sqlite3_changes(m_connection), 1) << "no row " << where << " in " << table;
 }

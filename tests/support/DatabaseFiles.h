@@ -32,17 +32,12 @@ class CPlainConnection {
 
   // Runs statements; fails the test on an error.
   void Execute(const std::string& sql);
-  // The result code of running the statements (SQLITE_OK, SQLITE_BUSY, ...).
-  int TryExecute(const std::string& sql);
   // True when this connection can take the write lock at once, i.e. no
   // other connection holds a write transaction; fails the test on any error
   // but SQLITE_BUSY.
   bool IsWriteLockFree();
   // The first column of the first row as text; "" for none.
   std::string QueryText(const std::string& sql);
-  // The data column of a record's row, and its replacement.
-  std::string ReadBlob(const std::string& table, const std::string& where);
-  void WriteBlob(const std::string& table, const std::string& where, const std::string& bytes);
 
  private:
   sqlite3* m_connection;  // owned

@@ -17,6 +17,7 @@ double FromBits(uint64_t bits) {
 const std::vector<double> kAwkwardDoubles = {
     FromBits(0x7FF8000000012345ull),  // quiet NaN with a payload
     FromBits(0xFFF8000000000001ull),  // negative NaN
+    FromBits(0x7FF0000000000BADull),  // signalling NaN
     std::numeric_limits<double>::infinity(),
     -std::numeric_limits<double>::infinity(),
     -0.0,
