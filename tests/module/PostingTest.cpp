@@ -1,5 +1,5 @@
-// PostDiscreteTask and UpdateNodeData: what a post writes, the running point
-// total, and what is already changed when a post fails.
+// PostDiscreteTask, UpdateNodeData and GetBestResult: what a post writes, the
+// running point total, and what is already changed when a post fails.
 
 #include <cstdint>
 
@@ -31,9 +31,13 @@ class PostingTest : public CModuleTest {
   int m_storedBefore = 0;  // nodes stored before the post
 };
 
-TEST_F(PostingTest, PostRecordsTheSubtaskInTheSearchTasksResult) {
+// The correction flag takes the total of the task the subtask was derived
+// from (here the search task itself) off again.
+TEST_F(PostingTest, PostRecordsTheSubtaskAndItsPointsInTheSearchTasksResult) {
   nNumAnalyses = 17;
   nNumGradCalc = 5;
+  ASSERT_EQ(Fetch<CResult>(kSearchTask).m_nTotalPoints, 1);
+  ASSERT_EQ(Fetch<CResult>(m_subtask).m_nNumPoints, 2);  // start point and solution
 
   PostDiscreteTask(m_subtask, false);
 
@@ -45,16 +49,9 @@ TEST_F(PostingTest, PostRecordsTheSubtaskInTheSearchTasksResult) {
   EXPECT_EQ(Fetch<CResult>(m_subtask).m_nDiscreteFeasible, curNode.m_bFeasible ? 1 : 0);
   EXPECT_EQ(searchResult.m_nNumAnalyses, 17);
   EXPECT_EQ(searchResult.m_nNumGradCalc, 5);
+  EXPECT_EQ(searchResult.m_nTotalPoints, 1 + 2);
   EXPECT_GT(dbWriteTime.m_dTotal, 0.0);
-}
-
-TEST_F(PostingTest, CorrectionFlagSubtractsTheTotalOfTheTaskDerivedFrom) {
-  ASSERT_EQ(Fetch<CResult>(kSearchTask).m_nTotalPoints, 1);
-  ASSERT_EQ(Fetch<CResult>(m_subtask).m_nNumPoints, 2);  // start point and solution
-  PostDiscreteTask(m_subtask, false);
-  EXPECT_EQ(Fetch<CResult>(kSearchTask).m_nTotalPoints, 1 + 2);
-  PostDiscreteTask(m_subtask,
-                   true);  // derived from the search task itself: its own total is taken off again
+  PostDiscreteTask(m_subtask, true);
   EXPECT_EQ(Fetch<CResult>(kSearchTask).m_nTotalPoints, 2);
 }
 
@@ -106,6 +103,15 @@ TEST_F(PostingTest, UnreadableSubtaskResultChangesNothing) {
   EXPECT_EQ(curNode.m_dObjective, objectiveBefore);
   EXPECT_EQ(theTree.Size(), m_storedBefore);
   EXPECT_EQ(FieldsOf<CResult>(kSearchTask), searchResultBefore);
+
+  // GetBestResult on its own fails after writing the two numbers.
+  double objective = -99.0, maxCon = -99.0;
+  std::valarray<double> values(1.0, 3);
+  EXPECT_THROW(GetBestResult(m_subtask, &objective, &maxCon, values), CGetObject);
+  const CResult subtaskResult = Fetch<CResult>(m_subtask);
+  EXPECT_EQ(objective, subtaskResult.m_dBestObj);
+  EXPECT_EQ(maxCon, subtaskResult.m_dBestMaxCon);
+  EXPECT_EQ(values.size(), 3u);
 }
 
 }  // namespace

@@ -42,12 +42,7 @@ void RecordDesign(POD* pDatabase, int nTaskID, int nIter, const CDesign& design)
 template <class... TRecords>
 void WriteFilledRecords(POD* pDatabase, int nTaskID) {
   unsigned seed = 3;
-  auto write = [&](auto record) {
-    record.m_nTaskID = nTaskID;
-    FillFields(record, seed++);
-    record.PutObject();
-  };
-  (write(TRecords(pDatabase)), ...);
+  (PutFilled<TRecords>(pDatabase, nTaskID, seed++), ...);
 }
 
 }  // namespace

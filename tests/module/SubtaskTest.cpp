@@ -201,13 +201,7 @@ TEST_F(ParentPoints, CopiesAreNumberedFromOneInSourceOrder) {
   CTask source(m_pDatabase);
   source.m_nTaskID = 1;
   source.PutObject();
-  for (int id = 0; id < 5; ++id) {
-    CDPoint point(m_pDatabase);
-    point.m_nTaskID = 1;
-    point.m_nPointID = id;
-    FillFields(point, id);
-    point.PutObject();
-  }
+  for (int id = 0; id < 5; ++id) PutFilled<CDPoint>(m_pDatabase, 1, id, id);
   // count, left out, the sources of target points 1, 2, ... in order
   const std::vector<std::tuple<int, int, std::vector<int>>> cases{
       {0, 0, {}},           {-3, 0, {}},          {1, 0, {}},
