@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "AVLtree.h"
+#include "TreeTestSupport.h"
 
 namespace {
 
@@ -33,24 +34,13 @@ using Node = CTreeNode<Item>;
 int CheckInvariants(const Node* node, const Item* low, const Item* high, int& count) {
   if (node == nullptr) return 0;
   ++count;
-  if (low != nullptr) {
-    EXPECT_GT(CompareItems(node->m_pData, low, true), 0);
-  }
-  if (high != nullptr) {
-    EXPECT_LT(CompareItems(node->m_pData, high, true), 0);
-  }
+  if (low != nullptr) EXPECT_GT(CompareItems(node->m_pData, low, true), 0);
+  if (high != nullptr) EXPECT_LT(CompareItems(node->m_pData, high, true), 0);
   const int left = CheckInvariants(node->m_pLink[0], low, node->m_pData, count);
   const int right = CheckInvariants(node->m_pLink[1], node->m_pData, high, count);
   EXPECT_EQ(node->m_cBalance, right - left);
   EXPECT_LE(std::abs(right - left), 1);
   return 1 + std::max(left, right);
-}
-
-std::vector<Item*> Walk(Tree& tree) {
-  std::vector<Item*> items;
-  tree.ProcessInit();
-  while (Item* item = tree.ProcessNext()) items.push_back(item);
-  return items;
 }
 
 class AVLTreeTest : public ::testing::Test {
@@ -63,7 +53,7 @@ class AVLTreeTest : public ::testing::Test {
 TEST_F(AVLTreeTest, EqualKeysAreAllStoredAndWalkedInInsertionOrder) {
   std::vector<Item*> expected;
   for (int i = 0; i < 50; ++i) expected.push_back(Add(7));
-  EXPECT_EQ(Walk(tree), expected);
+  EXPECT_EQ(StoredItems(tree), expected);
 }
 
 TEST_F(AVLTreeTest, WalkStartsAgainAfterItsEndAndAfterProcessInit) {
@@ -105,7 +95,7 @@ TEST_F(AVLTreeTest, RandomInsertionsAndRemovalsKeepOrderBalanceAndCount) {
     int count = 0;
     CheckInvariants(tree.Root(), nullptr, nullptr, count);
     ASSERT_EQ(count, tree.Size());
-    ASSERT_EQ(Walk(tree), model) << "step " << step;
+    ASSERT_EQ(StoredItems(tree), model) << "step " << step;
     EXPECT_EQ(tree.Find(&absent), nullptr);
     if (model.empty()) continue;
     Item* probe = model[random() % model.size()];

@@ -67,38 +67,29 @@ TEST(CheckNodeTest, VariablesWhoseReferenceNamesNoSetAreNotTested) {
     EXPECT_EQ(Classify(setRef, {{1.0}, {2.0}}, 0.77), kAcceptable) << setRef;
 }
 
-// sense, incumbent objective, a strictly better and a worse objective.
-struct IncumbentCase {
-  int sense;
-  double incumbent, better, worse;
-};
-
-class IncumbentTest : public ::testing::TestWithParam<IncumbentCase> {};
-
-TEST_P(IncumbentTest, FirstAcceptableNodeBecomesTheIncumbentAndOnlyStrictlyBetterOnesReplaceIt) {
-  const IncumbentCase c = GetParam();
-  CDiscreteTree tree = MakeTree({-1}, {}, c.sense);
-  const auto check = [&tree](double objective, double value) {
-    CDiscreteNode node = MakeNode(objective, {value}, {0.0}, {9.0});
-    tree.CheckNode(node);
-    return std::make_pair(Outcome{node.m_bFeasible, node.m_bClosed}, node.m_nNodeID);
-  };
-  const auto first = check(c.incumbent, 2.0);
-  EXPECT_EQ(first.first, kAcceptable);
-  EXPECT_EQ(check(c.incumbent, 3.0).first, kAcceptable);
-  EXPECT_EQ(tree.m_BestNode.m_nNodeID, first.second) << "a tie keeps the earlier incumbent";
-  EXPECT_EQ(check(c.incumbent, 3.5).first, kToBranch) << "a tie is not pruned";
-  EXPECT_EQ(check(c.worse, 3.5).first, kPruned) << "worse: pruned before the discrete test";
-  EXPECT_EQ(check(c.better, 3.5).first, kToBranch);
-  EXPECT_EQ(tree.m_BestNode.m_nNodeID, first.second);
-  const auto better = check(c.better, 4.0);
-  EXPECT_EQ(std::make_tuple(tree.m_BestNode.m_nNodeID, tree.m_BestNode.m_dObjective,
-                            tree.m_BestNode.m_bFeasible),
-            std::make_tuple(better.second, c.better, true));
+TEST(CheckNodeTest, FirstAcceptableNodeBecomesTheIncumbentAndOnlyStrictlyBetterOnesReplaceIt) {
+  for (int sense : {1, -1}) {
+    SCOPED_TRACE("sense " + std::to_string(sense));
+    const double incumbent = 10.0, better = 10.0 - sense, worse = 10.0 + 0.5 * sense;
+    CDiscreteTree tree = MakeTree({-1}, {}, sense);
+    const auto check = [&tree](double objective, double value) {
+      CDiscreteNode node = MakeNode(objective, {value}, {0.0}, {9.0});
+      tree.CheckNode(node);
+      return std::make_pair(Outcome{node.m_bFeasible, node.m_bClosed}, node.m_nNodeID);
+    };
+    const auto first = check(incumbent, 2.0);
+    EXPECT_EQ(first.first, kAcceptable);
+    EXPECT_EQ(check(incumbent, 3.0).first, kAcceptable);
+    EXPECT_EQ(tree.m_BestNode.m_nNodeID, first.second) << "a tie keeps the earlier incumbent";
+    EXPECT_EQ(check(incumbent, 3.5).first, kToBranch) << "a tie is not pruned";
+    EXPECT_EQ(check(worse, 3.5).first, kPruned) << "worse: pruned before the discrete test";
+    EXPECT_EQ(check(better, 3.5).first, kToBranch);
+    EXPECT_EQ(tree.m_BestNode.m_nNodeID, first.second);
+    const auto replaced = check(better, 4.0);
+    EXPECT_EQ(std::make_tuple(tree.m_BestNode.m_nNodeID, tree.m_BestNode.m_dObjective,
+                              tree.m_BestNode.m_bFeasible),
+              std::make_tuple(replaced.second, better, true));
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(BothSenses, IncumbentTest,
-                         ::testing::Values(IncumbentCase{1, 10.0, 9.0, 10.5},
-                                           IncumbentCase{-1, 10.0, 11.0, 9.5}));
 
 }  // namespace

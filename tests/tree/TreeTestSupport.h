@@ -33,12 +33,17 @@ inline CDiscreteTree MakeTree(const std::vector<int>& setRefs,
   return CDiscreteTree(indices, refs, sets, conTol, sense);
 }
 
-// The stored nodes in walk order.
-inline std::vector<const CDiscreteNode*> StoredNodes(CDiscreteTree& tree) {
-  std::vector<const CDiscreteNode*> nodes;
+// The stored items in walk order.
+template <class TTree>
+auto StoredItems(TTree& tree) {
+  std::vector<decltype(tree.ProcessNext())> items;
   tree.ProcessInit();
-  while (const CDiscreteNode* node = tree.ProcessNext()) nodes.push_back(node);
-  return nodes;
+  while (auto item = tree.ProcessNext()) items.push_back(item);
+  return items;
+}
+inline std::vector<const CDiscreteNode*> StoredNodes(CDiscreteTree& tree) {
+  const auto nodes = StoredItems(tree);
+  return {nodes.begin(), nodes.end()};
 }
 
 inline std::vector<int> StoredNodeNumbers(CDiscreteTree& tree) {
