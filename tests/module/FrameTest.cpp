@@ -56,9 +56,7 @@ using FailureOnTheWayOut = CModuleTest;
 
 // Passed by GetBestResult's handler, then GenDiscreteTask's.
 TEST_F(FailureOnTheWayOut, ReadFailureInsideAStartingCallIsLoggedThreeTimesAndFreesTheLock) {
-  CSearchProblem problem;
-  problem.variables = {{0, 4, 1, 1.5, 1, -1}};
-  WriteSearchTask(m_pDatabase, problem, 7);
+  WriteSearchTask(m_pDatabase, TwoIntegerProblem(), 7);
   DeleteAll("CDPoint");
   EXPECT_EQ(ExpectFailure<CGetObject>([&] { GenDiscreteTask(7, m_pLog.get()); }, 2),
             "Could not get object");
@@ -71,9 +69,7 @@ TEST_F(FailureOnTheWayOut, ReadFailureInsideAStartingCallIsLoggedThreeTimesAndFr
 }
 
 TEST_F(FailureOnTheWayOut, ExceptionOfUnknownTypeIsLoggedByEveryHandlerAndPassedOn) {
-  CSearchProblem problem;
-  problem.variables = {{0, 4, 1, 1.5, 1, -1}};
-  WriteSearchTask(m_pDatabase, problem, 7);
+  WriteSearchTask(m_pDatabase, TwoIntegerProblem(), 7);
   ThrowFromNextTaskId(42);  // inside Node2Task, called by GenDiscreteTask
 
   EXPECT_THROW(GenDiscreteTask(7, m_pLog.get()), int);

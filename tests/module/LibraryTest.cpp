@@ -63,9 +63,7 @@ TEST_F(LoadedModule, MangledNamesFindTheEntryPointsThatRunAWholeSearch) {
   result.PutObject();
   EXPECT_EQ(GenDiscreteTask(0, m_pLog.get()), 0);
 
-  CSearchProblem problem;
-  problem.variables = {{0, 4, 1, 1.5, 1, -1}, {0, 4, 2, 2.5, 1, -1}};
-  problem.dLimit = 3.5;
+  const CSearchProblem problem = TwoIntegerProblem();
   WriteSearchTask(m_pDatabase, problem, 3);
   EXPECT_GT(RunSearch(m_pDatabase, problem, 3, m_pLog.get()), 0);
   const CResult outcome = Fetch<CResult>(3);

@@ -19,9 +19,7 @@ class PostingTest : public CModuleTest {
   // first subtask.
   void SetUp() override {
     CModuleTest::SetUp();
-    CSearchProblem problem;
-    problem.variables = {{0, 4, 1, 1.5, 1, -1}, {0, 4, 1, 2.5, 1, -1}};
-    problem.dLimit = 3.5;
+    const CSearchProblem problem = TwoIntegerProblem();
     WriteSearchTask(m_pDatabase, problem, kSearchTask);
     m_subtask = GenDiscreteTask(kSearchTask, m_pLog.get());
     SolveSubtask(m_pDatabase, problem, m_subtask);

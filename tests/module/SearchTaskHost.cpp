@@ -59,6 +59,13 @@ std::valarray<pvFLOAT64> Stored(const std::valarray<double>& values) {
   return stored;
 }
 
+CSearchProblem TwoIntegerProblem() {
+  CSearchProblem problem;
+  problem.variables = {{0, 4, 1, 1.5, 1, -1}, {0, 4, 1, 2.5, 1, -1}};
+  problem.dLimit = 3.5;
+  return problem;
+}
+
 void WriteSearchTask(POD* pDatabase, const CSearchProblem& problem, int nTaskID) {
   CTask task(pDatabase);
   task.m_nTaskID = nTaskID;
@@ -75,8 +82,9 @@ void WriteSearchTask(POD* pDatabase, const CSearchProblem& problem, int nTaskID)
   variables.m_vSetID.clear();
   for (const CTestVariable& variable : problem.variables)
     variables.m_vSetID.push_back(variable.nSetId);
-  variables.m_vaLower = Stored(problem.Lower());
-  variables.m_vaUpper = Stored(problem.Upper());
+  const auto [lower, upper] = problem.Bounds();
+  variables.m_vaLower = Stored(lower);
+  variables.m_vaUpper = Stored(upper);
   variables.PutObject();
 
   CDSet sets(pDatabase);
@@ -90,7 +98,7 @@ void WriteSearchTask(POD* pDatabase, const CSearchProblem& problem, int nTaskID)
 
   WriteFilledRecords<CDResp, CDObj, CDCons, CDEqn, CDLink>(pDatabase, nTaskID);
 
-  RecordDesign(pDatabase, nTaskID, 0, problem.Solve(problem.Lower(), problem.Upper()));
+  RecordDesign(pDatabase, nTaskID, 0, problem.Solve(lower, upper));
   for (int extra = 1; extra <= problem.nExtraPoints; ++extra) {
     CDPoint sample(pDatabase);
     sample.m_nTaskID = nTaskID;

@@ -16,6 +16,10 @@ struct CSearchProblem : CClosedFormProblem {
   int nExtraPoints = 0;  // points 1.. of the search task beside its best (point 0)
 };
 
+// Minimise (x0 - 1.5)^2 + (x1 - 2.5)^2 over integers in [0, 4] with
+// x0 + x1 <= 3.5: the continuous optimum (1.25, 2.25) is fractional.
+CSearchProblem TwoIntegerProblem();
+
 // Writes the search task with all its records under nTaskID, solved as a
 // continuous problem: its best design is point 0, iteration 0. Every field
 // the module does not read (the whole of CDResp, CDObj, CDCons, CDEqn and

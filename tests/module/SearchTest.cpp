@@ -56,15 +56,6 @@ INSTANTIATE_TEST_SUITE_P(BothSensesAndModuleTypes, WholeSearch,
 
 using SearchOutcome = CModuleTest;
 
-// Minimise (x0 - 1.5)^2 + (x1 - 2.5)^2 over integers in [0, 4] with
-// x0 + x1 <= 3.5: the continuous optimum (1.25, 2.25) is fractional.
-CSearchProblem TwoIntegerProblem() {
-  CSearchProblem problem;
-  problem.variables = {{0, 4, 1.0, 1.5, 1.0, -1}, {0, 4, 1.0, 2.5, 1.0, -1}};
-  problem.dLimit = 3.5;
-  return problem;
-}
-
 TEST_F(SearchOutcome, ContinuousOptimumEndsTheSearchAtOnceWhenInfeasibleOrOnAllowedValues) {
   CSearchProblem infeasible = TwoIntegerProblem(), onAllowedValues = TwoIntegerProblem();
   infeasible.dLimit = -1.0;  // a.x >= 0 everywhere in the box

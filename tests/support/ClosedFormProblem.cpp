@@ -37,16 +37,13 @@ CDesign CClosedFormProblem::Solve(const std::valarray<double>& lower,
   return {x, nSense * f, violation(x)};
 }
 
-std::valarray<double> CClosedFormProblem::Lower() const {
-  std::valarray<double> lower(variables.size());
-  for (size_t i = 0; i < lower.size(); ++i) lower[i] = variables[i].dLower;
-  return lower;
-}
-
-std::valarray<double> CClosedFormProblem::Upper() const {
-  std::valarray<double> upper(variables.size());
-  for (size_t i = 0; i < upper.size(); ++i) upper[i] = variables[i].dUpper;
-  return upper;
+std::pair<std::valarray<double>, std::valarray<double>> CClosedFormProblem::Bounds() const {
+  std::valarray<double> lower(variables.size()), upper(variables.size());
+  for (size_t i = 0; i < variables.size(); ++i) {
+    lower[i] = variables[i].dLower;
+    upper[i] = variables[i].dUpper;
+  }
+  return {lower, upper};
 }
 
 std::vector<double> CClosedFormProblem::AllowedValues(size_t variable) const {
@@ -67,7 +64,7 @@ std::vector<double> CClosedFormProblem::AllowedValues(size_t variable) const {
 
 std::optional<CDesign> CClosedFormProblem::EnumerateBest() const {
   const size_t count = variables.size();
-  std::valarray<double> lower = Lower(), upper = Upper();
+  auto [lower, upper] = Bounds();
   std::vector<std::vector<double>> choices(count);
   for (size_t i = 0; i < count; ++i) {
     if (variables[i].nSetId != 0) choices[i] = AllowedValues(i);

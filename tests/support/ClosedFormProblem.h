@@ -16,6 +16,7 @@
 
 #include <optional>
 #include <random>
+#include <utility>
 #include <valarray>
 #include <vector>
 
@@ -48,9 +49,8 @@ struct CClosedFormProblem {
 
   // The continuous optimum over the box [lower, upper] (lower <= upper).
   CDesign Solve(const std::valarray<double>& lower, const std::valarray<double>& upper) const;
-  // The bounds of the whole problem.
-  std::valarray<double> Lower() const;
-  std::valarray<double> Upper() const;
+  // The lower and upper bounds of the whole problem.
+  std::pair<std::valarray<double>, std::valarray<double>> Bounds() const;
   // The values a discrete variable may take inside the problem's bounds.
   std::vector<double> AllowedValues(size_t variable) const;
   // The best feasible design whose discrete variables all take allowed values

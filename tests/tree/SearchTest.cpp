@@ -12,6 +12,7 @@
 #include <map>
 #include <optional>
 #include <random>
+#include <tuple>
 
 #include "ClosedFormProblem.h"
 #include "TreeTestSupport.h"
@@ -28,8 +29,7 @@ void Evaluate(const CClosedFormProblem& problem, CDiscreteNode& node) {
 // Runs the search as the module does; returns the number of nodes evaluated.
 int Search(const CClosedFormProblem& problem, CDiscreteTree& tree) {
   CDiscreteNode node(-1);  // the root, then each child made
-  node.m_vaLower = problem.Lower();
-  node.m_vaUpper = problem.Upper();
+  std::tie(node.m_vaLower, node.m_vaUpper) = problem.Bounds();
   int evaluated = 0;
   do {
     Evaluate(problem, node);
