@@ -19,20 +19,15 @@
 
 namespace {
 
-void Evaluate(const CClosedFormProblem& problem, CDiscreteNode& node) {
-  const CDesign design = problem.Solve(node.m_vaLower, node.m_vaUpper);
-  node.m_vaValues = design.values;
-  node.m_dObjective = design.dObjective;
-  node.m_dMaxCon = design.dMaxCon;
-}
-
 // Runs the search as the module does; returns the number of nodes evaluated.
 int Search(const CClosedFormProblem& problem, CDiscreteTree& tree) {
   CDiscreteNode node(-1);  // the root, then each child made
   std::tie(node.m_vaLower, node.m_vaUpper) = problem.Bounds();
   int evaluated = 0;
   do {
-    Evaluate(problem, node);
+    const CDesign design = problem.Solve(node.m_vaLower, node.m_vaUpper);
+    std::tie(node.m_vaValues, node.m_dObjective, node.m_dMaxCon) =
+        std::tie(design.values, design.dObjective, design.dMaxCon);
     node.m_nTaskID = ++evaluated;
     tree.CheckNode(node);
     EXPECT_TRUE(tree.AddNode(node));
