@@ -58,12 +58,21 @@ TEST(RecordStorageOnFile, RecordsPersistAcrossCloseAndReopen) {
   CScratchDirectory directory;
   const std::string path = directory.File("tasks.db");
   CTask task = PutFilled<CTask>(OpenTaskDatabase(path), 8, 5);
+  CDPoint longPoint(GetPOD());  // one long array: 100,000 values
+  longPoint.m_nTaskID = 8;
+  longPoint.m_vaValues.resize(100000);
+  for (size_t i = 0; i < longPoint.m_vaValues.size(); ++i) longPoint.m_vaValues[i] = 1.0 / (i + 3.0);
+  longPoint.PutObject();
   CloseTaskDatabase();
   OpenTaskDatabase(path);
   CTask taskRead(GetPOD());
   taskRead.m_nTaskID = 8;
   ASSERT_TRUE(taskRead.GetObject());
   EXPECT_EQ(DescribeFields(taskRead), DescribeFields(task));
+  CDPoint longRead(GetPOD());
+  longRead.m_nTaskID = 8;
+  ASSERT_TRUE(longRead.GetObject());
+  EXPECT_EQ(DescribeFields(longRead), DescribeFields(longPoint));
   CloseTaskDatabase();
 }
 
