@@ -196,7 +196,8 @@ TEST_F(Program, VersionNamesTheProgramAndTheModule) {
 }
 
 TEST_F(Program, MaximisesAsTheFileSays) {
-  // The largest box of whole sides with 2x + 3y + 5z <= 100.
+  // The largest box of whole sides with 2x + 3y + 5z <= 100 is 16 x 11 x 7 = 1232
+  // (found by enumerating all 125,000 designs).
   Write("box.toml", R"(name = "box"
 sense = "max"
 objective = "x * y * z"
@@ -205,14 +206,9 @@ variables.y = { kind = "integer", lower = 1, upper = 50 }
 variables.z = { kind = "integer", lower = 1, upper = 50 }
 constraints.material = "2*x + 3*y + 5*z <= 100"
 )");
-  long best = 0;
-  for (long x = 1; x <= 50; ++x)
-    for (long y = 1; y <= 50; ++y)
-      for (long z = 1; z <= 50; ++z)
-        if (2 * x + 3 * y + 5 * z <= 100) best = std::max(best, x * y * z);
   const CRun run = Run("solve box.toml --quiet");
   EXPECT_EQ(run.exitCode, 0) << run.errors;
-  EXPECT_THAT(run.output, HasSubstr("objective = " + std::to_string(best) + "  (maximised)"));
+  EXPECT_THAT(run.output, HasSubstr("objective = 1232  (maximised)"));
 }
 
 // Every example in examples/ reaches its published optimum: the objective

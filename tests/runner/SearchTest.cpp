@@ -90,13 +90,10 @@ TEST_F(Search, RunsToTheEndReportingTheSearchTaskFirstThenEveryNode) {
   EXPECT_EQ(CFakeModule::posted.size(), 3u);
   EXPECT_TRUE(CFakeModule::stopped.empty());  // the module closes a complete search itself
   ASSERT_EQ(observer.nodes.size(), 4u);
-  EXPECT_EQ(observer.nodes[0].node, 0);
-  EXPECT_EQ(observer.nodes[0].taskId, searchTask);
-  EXPECT_EQ(observer.nodes[0].parentTaskId, 0);
-  for (int n = 1; n <= 3; ++n) {
+  for (int n = 0; n <= 3; ++n) {  // node 0 is the search task itself
     EXPECT_EQ(observer.nodes[n].node, n);
-    EXPECT_EQ(observer.nodes[n].taskId, CFakeModule::posted[n - 1]);
-    EXPECT_EQ(observer.nodes[n].parentTaskId, searchTask);
+    EXPECT_EQ(observer.nodes[n].taskId, n == 0 ? searchTask : CFakeModule::posted[n - 1]);
+    EXPECT_EQ(observer.nodes[n].parentTaskId, n == 0 ? 0 : searchTask);
     EXPECT_NEAR(observer.nodes[n].objective, 0.5, 1e-6);
   }
   ASSERT_EQ(observer.ends.size(), 1u);
