@@ -1,5 +1,5 @@
-// The continuous optimiser on problems with known optima: active bounds,
-// inequality and equality constraints, fixed variables, infeasible problems.
+// The continuous optimiser on problems with known optima: active bounds (also
+// of infeasible problems), inequality and equality constraints, fixed variables.
 // (Several start points: see the task solver's module type 1.)
 
 #include <gtest/gtest.h>
@@ -77,6 +77,17 @@ TEST(Optimizer, StopsAtActiveBoundsAndNeverEvaluatesOutsideThem) {
   EXPECT_NEAR(best.values[1], 0.0, 1e-9);
   EXPECT_NEAR(best.objective, 2.0, 1e-9);
   EXPECT_EQ(best.maxConstraint, 0.0);  // no constraint: nothing violated
+
+  // x <= -1 cannot hold on [0, 1]: the least infeasible design is on the bound x = 0.
+  problem = Box({0}, {1});
+  problem.isEquality = {false};
+  problem.evaluate = [](const double* x, double* objective, double* constraints) {
+    *objective = -x[0];
+    constraints[0] = x[0] + 1.0;
+  };
+  const CEvaluatedDesign leastInfeasible = Optimize(problem, {{0.7}}, Settings("slsqp"), 50).Best();
+  EXPECT_NEAR(leastInfeasible.values[0], 0.0, 1e-9);
+  EXPECT_NEAR(leastInfeasible.maxConstraint, 1.0, 1e-9);
 }
 
 TEST(Optimizer, HoldsVariablesWithEqualBoundsAndClampsTheStart) {
@@ -94,19 +105,6 @@ TEST(Optimizer, HoldsVariablesWithEqualBoundsAndClampsTheStart) {
   const COptimizationResult fixed = Optimize(allFixed, {{0.0}}, Settings("slsqp"), 50);
   EXPECT_EQ(fixed.analyses, 1);
   EXPECT_EQ(fixed.Best().objective, 3.0);
-}
-
-TEST(Optimizer, AnInfeasibleProblemYieldsItsLeastInfeasibleDesign) {
-  // x <= -1 cannot hold on [0, 1]; the least violation is at x = 0.
-  CContinuousProblem problem = Box({0}, {1});
-  problem.isEquality = {false};
-  problem.evaluate = [](const double* x, double* objective, double* constraints) {
-    *objective = -x[0];
-    constraints[0] = x[0] + 1.0;
-  };
-  const CEvaluatedDesign best = Optimize(problem, {{0.7}}, Settings("slsqp"), 50).Best();
-  EXPECT_NEAR(best.values[0], 0.0, 1e-9);
-  EXPECT_NEAR(best.maxConstraint, 1.0, 1e-9);
 }
 
 TEST(Optimizer, RestoresFeasibilityWhenTheLinearisedConstraintsContradictEachOther) {

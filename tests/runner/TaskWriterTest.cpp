@@ -65,7 +65,7 @@ TEST_F(TaskWriter, ReadingTheTaskBackGivesTheProblemThatWasWritten) {
   EXPECT_EQ(task.initMode, 0);
 }
 
-TEST_F(TaskWriter, DiscreteVariablesCarryTheSetIdsTheModuleReads) {
+TEST_F(TaskWriter, WritesEveryRecordTheModuleReadsWithSetIdsAndAFilledStartPoint) {
   const CDVar variables = Stored<CDVar>(taskId);
   EXPECT_EQ(variables.m_vSetID, (std::vector<pvINT32>{0, 1, -1}));
   EXPECT_EQ(variables.m_vBoundsMoved, (std::vector<pvINT32>{0, 0, 1}));
@@ -76,9 +76,7 @@ TEST_F(TaskWriter, DiscreteVariablesCarryTheSetIdsTheModuleReads) {
   EXPECT_EQ(sets.m_vSetIDs, (std::vector<pvINT32>{1}));
   ASSERT_EQ(sets.m_vSetValues.size(), 1u);
   EXPECT_EQ(double(sets.m_vSetValues[0][1]), 0.75);
-}
 
-TEST_F(TaskWriter, EveryRecordASubtaskCopiesExistsAndTheStartPointFillsGaps) {
   CDLink links(GetPOD());
   links.m_nTaskID = taskId;
   EXPECT_TRUE(links.FindObject());
