@@ -15,6 +15,9 @@
 
 namespace {
 
+using ::testing::StrEq;
+using ::testing::ThrowsMessage;
+
 // A module that hands out `budget` subtasks, each a child of the search task,
 // and records what the host asked of it.
 struct CFakeModule {
@@ -25,13 +28,13 @@ struct CFakeModule {
   static inline std::vector<int> stopped;  // tasks BranchBoundStop was called for
   static inline bool failOnPost = false;   // PostDiscreteTask throws
 
-  static void Reset(int subtasks) {
+  static void Reset(int subtasks, bool failing) {
     searchTask = 0;
     budget = subtasks;
     handedOut = 0;
     posted.clear();
     stopped.clear();
-    failOnPost = false;
+    failOnPost = failing;
   }
   static void Version(int* a, int* b, int* c) { *a = 9, *b = 9, *c = 9; }
   static int Generate(int taskId, CLogFile*) {
@@ -39,9 +42,7 @@ struct CFakeModule {
     if (handedOut == budget) return 0;
     ++handedOut;
     const int subtask = WriteSearchTask(SmallProblem());
-    CTask task(GetPOD());
-    task.m_nTaskID = subtask;
-    task.GetObject();
+    CTask task = Stored<CTask>(subtask);
     task.m_nParentTaskID = searchTask;
     task.PutObject();
     return subtask;
@@ -52,9 +53,7 @@ struct CFakeModule {
   }
   static void Stop(int taskId) {
     stopped.push_back(taskId);
-    CResult result(GetPOD());
-    result.m_nTaskID = taskId;
-    result.GetObject();
+    CResult result = Stored<CResult>(taskId);
     result.m_nResultTask = posted.empty() ? 0 : posted.back();
     result.m_nDiscreteFeasible = 1;
     result.PutObject();
@@ -73,8 +72,8 @@ struct CRecordingObserver : CSearchObserver {
 
 class Search : public TaskDatabaseTest {
  protected:
-  CSearchOutcome Run(int subtasks, CSearchLimits limits) {
-    CFakeModule::Reset(subtasks);
+  CSearchOutcome Run(int subtasks, CSearchLimits limits, bool failOnPost = false) {
+    CFakeModule::Reset(subtasks, failOnPost);
     searchTask = WriteSearchTask(SmallProblem());
     const CDiscreteModule module = CFakeModule::Module();
     CBranchAndBoundSearch search(module, SolveTask, observer, limits, nullptr);
@@ -91,13 +90,10 @@ TEST_F(Search, RunsToTheEndReportingTheSearchTaskFirstThenEveryNode) {
   EXPECT_EQ(CFakeModule::posted.size(), 3u);
   EXPECT_TRUE(CFakeModule::stopped.empty());  // the module closes a complete search itself
   ASSERT_EQ(observer.nodes.size(), 4u);
-  EXPECT_EQ(observer.nodes[0].node, 0);
-  EXPECT_EQ(observer.nodes[0].taskId, searchTask);
-  EXPECT_EQ(observer.nodes[0].parentTaskId, 0);
-  for (int n = 1; n <= 3; ++n) {
+  for (int n = 0; n <= 3; ++n) {  // node 0 is the search task itself
     EXPECT_EQ(observer.nodes[n].node, n);
-    EXPECT_EQ(observer.nodes[n].taskId, CFakeModule::posted[n - 1]);
-    EXPECT_EQ(observer.nodes[n].parentTaskId, searchTask);
+    EXPECT_EQ(observer.nodes[n].taskId, n == 0 ? searchTask : CFakeModule::posted[n - 1]);
+    EXPECT_EQ(observer.nodes[n].parentTaskId, n == 0 ? 0 : searchTask);
     EXPECT_NEAR(observer.nodes[n].objective, 0.5, 1e-6);
   }
   ASSERT_EQ(observer.ends.size(), 1u);
@@ -122,17 +118,8 @@ TEST_F(Search, TheTimeLimitStopsAfterTheNodeInProgress) {
 }
 
 TEST_F(Search, AModuleFailureSaysWhatTheSearchWasDoing) {
-  CFakeModule::Reset(5);
-  CFakeModule::failOnPost = true;
-  searchTask = WriteSearchTask(SmallProblem());
-  const CDiscreteModule module = CFakeModule::Module();
-  CBranchAndBoundSearch search(module, SolveTask, observer, {}, nullptr);
-  try {
-    search.Run(searchTask);
-    FAIL();
-  } catch (const CModuleError& error) {
-    EXPECT_STREQ(error.what(), "the module failed while posting subtask 2: Could not get object");
-  }
+  EXPECT_THAT([&] { Run(5, {}, true); },
+              ThrowsMessage<CModuleError>(StrEq("the module failed while posting subtask 2: Could not get object")));
 }
 
 TEST(NodeMirror, ClassifiesNodesAsTheModulesNodeTestDoes) {

@@ -1,10 +1,11 @@
 #pragma once
 
-// A private in-memory task database for one test, and a small problem to
-// write into it.
+// A private in-memory task database for one test, a small problem to write
+// into it, and reading back what is stored.
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 
 #include "ProblemFile.h"
@@ -16,24 +17,25 @@ class TaskDatabaseTest : public ::testing::Test {
   void TearDown() override { CloseTaskDatabase(); }
 };
 
-// min (x - 1)^2 + (y - 2)^2 subject to x + y <= 2, x continuous in [0, 3],
-// y integer in [0, 3]: continuous optimum (0.5, 1.5), value 0.5.
-inline std::string SmallProblemText(const std::string& extra = "") {
-  return R"(name = "small"
-sense = "min"
-tolerance = 1e-6
-objective = "(x - 1)^2 + (y - 2)^2"
-)" + extra + R"(
-[variables.x]
-lower = 0
-upper = 3
-[variables.y]
-kind = "integer"
-lower = 0
-upper = 3
-[constraints]
-budget = "x + y <= 2"
-)";
+// The stored `TRecord` of task `taskId` (with the further key fields `setKey`
+// fills in); a missing record fails the test.
+template <class TRecord>
+TRecord Stored(int taskId, const std::function<void(TRecord&)>& setKey = nullptr) {
+  TRecord record(GetPOD());
+  record.m_nTaskID = taskId;
+  if (setKey) setKey(record);
+  EXPECT_TRUE(record.GetObject()) << "no such record of task " << taskId;
+  return record;
 }
 
-inline CProblem SmallProblem(const std::string& extra = "") { return ParseProblem(SmallProblemText(extra), "small.toml"); }
+// min (x - 1)^2 + (y - 2)^2 subject to x + y <= 2, x continuous in [0, 3],
+// y integer in [0, 3]: continuous optimum (0.5, 1.5), value 0.5.
+inline CProblem SmallProblem() {
+  return ParseProblem(R"(name = "small"
+tolerance = 1e-6
+objective = "(x - 1)^2 + (y - 2)^2"
+variables.x = { lower = 0, upper = 3 }
+variables.y = { kind = "integer", lower = 0, upper = 3 }
+constraints.budget = "x + y <= 2"
+)", "small.toml");
+}

@@ -1,5 +1,6 @@
 // Solving tasks from their records and writing back what a host writes.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "Records.h"
@@ -12,6 +13,8 @@
 
 namespace {
 
+using ::testing::StrEq;
+using ::testing::ThrowsMessage;
 using TaskSolver = TaskDatabaseTest;
 
 TEST_F(TaskSolver, SolvesTheTaskAndRecordsItsBestDesignWhereTheModuleLooks) {
@@ -33,15 +36,9 @@ TEST_F(TaskSolver, SolvesTheTaskAndRecordsItsBestDesignWhereTheModuleLooks) {
   ASSERT_EQ(design.responses.size(), 2u);  // objective, then the budget's left-hand side
   EXPECT_NEAR(design.responses[1], 2.0, 1e-6);
 
-  CIter start(GetPOD());
-  start.m_nTaskID = taskId;
-  start.m_nIter = 0;
-  start.m_nSubIter = 0;
-  ASSERT_TRUE(start.GetObject());
+  const CIter start = Stored<CIter>(taskId, [](CIter& iteration) { iteration.m_nIter = iteration.m_nSubIter = 0; });
   EXPECT_EQ(start.m_nPointID, 0);
-  CResult result(GetPOD());
-  result.m_nTaskID = taskId;
-  ASSERT_TRUE(result.GetObject());
+  const CResult result = Stored<CResult>(taskId);
   EXPECT_EQ(result.m_nTotalPoints, result.m_nNumPoints);
   EXPECT_EQ(result.m_nResultTask, 0);
   EXPECT_EQ(result.m_nNumIters, result.m_nBestIter + 1);
@@ -54,26 +51,17 @@ module_type = 1
 start_points = 6
 seed = 3
 objective = "(x^2 - 1)^2 + 0.3 * x"
-[variables.x]
-lower = -2
-upper = 2
-start = 0.5
+variables.x = { lower = -2, upper = 2, start = 0.5 }
 )", "valleys.toml");
   const int taskId = WriteSearchTask(problem);
   const CTaskSolution solution = SolveTask(taskId);
   EXPECT_EQ(solution.runs, 6);
   EXPECT_LT(solution.best.values[0], -1.0);
-  CResult result(GetPOD());
-  result.m_nTaskID = taskId;
-  ASSERT_TRUE(result.GetObject());
+  const CResult result = Stored<CResult>(taskId);
   EXPECT_EQ(result.m_vaRunObjectives.size(), 6u);
   EXPECT_GE(result.m_nNumPoints, 6);       // the six start points, then one result per run at most
   EXPECT_LE(result.m_nNumPoints, 12);
-  CDPoint sampled(GetPOD());
-  sampled.m_nTaskID = taskId;
-  sampled.m_nPointID = 5;
-  ASSERT_TRUE(sampled.GetObject());
-  EXPECT_EQ(sampled.m_nOrigin, 1);
+  EXPECT_EQ(Stored<CDPoint>(taskId, [](CDPoint& point) { point.m_nPointID = 5; }).m_nOrigin, 1);
 }
 
 TEST_F(TaskSolver, ASubtaskKeepsTheSearchFieldsOfItsResultAndDropsItsParentsRunHistory) {
@@ -81,11 +69,8 @@ TEST_F(TaskSolver, ASubtaskKeepsTheSearchFieldsOfItsResultAndDropsItsParentsRunH
   SolveTask(taskId);
   // A subtask as the module makes it: a copy of the task and a fresh result record.
   const int subtaskId = WriteSearchTask(SmallProblem());
-  CTask parent(GetPOD());
-  parent.m_nTaskID = taskId;
-  ASSERT_TRUE(parent.GetObject());
   CTask subtask(GetPOD());
-  subtask.Copy(parent);
+  subtask.Copy(Stored<CTask>(taskId));
   subtask.m_nTaskID = subtaskId;
   subtask.m_nParentTaskID = taskId;
   subtask.PutObject();
@@ -98,9 +83,7 @@ TEST_F(TaskSolver, ASubtaskKeepsTheSearchFieldsOfItsResultAndDropsItsParentsRunH
   fresh.PutObject();
 
   SolveTask(subtaskId);
-  CResult result(GetPOD());
-  result.m_nTaskID = subtaskId;
-  ASSERT_TRUE(result.GetObject());
+  const CResult result = Stored<CResult>(subtaskId);
   EXPECT_EQ(result.m_nTotalPoints, 1);
   EXPECT_EQ(result.m_nResultTask, 77);
   EXPECT_EQ(result.m_nDiscreteFeasible, 1);
@@ -111,17 +94,12 @@ TEST_F(TaskSolver, ASubtaskKeepsTheSearchFieldsOfItsResultAndDropsItsParentsRunH
 
 TEST_F(TaskSolver, AnExpressionThatDoesNotCompileNamesTheTaskAndTheResponse) {
   const int taskId = WriteSearchTask(SmallProblem());
-  CDResp responses(GetPOD());
-  responses.m_nTaskID = taskId;
-  ASSERT_TRUE(responses.GetObject());
+  CDResp responses = Stored<CDResp>(taskId);
+  ASSERT_EQ(responses.m_vExpressions.size(), 2u);
   responses.m_vExpressions[1] = "x + z";
   responses.PutObject();
-  try {
-    SolveTask(taskId);
-    FAIL();
-  } catch (const CTaskDataError& error) {
-    EXPECT_STREQ(error.what(), "task 1: response 'budget': unknown name 'z' in 'x + z'");
-  }
+  EXPECT_THAT([&] { SolveTask(taskId); },
+              ThrowsMessage<CTaskDataError>(StrEq("task 1: response 'budget': unknown name 'z' in 'x + z'")));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // Writing a problem into the database as a search task, and reading its
 // continuous problem back from the records alone.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -12,38 +13,36 @@
 
 namespace {
 
+using ::testing::StrEq;
+using ::testing::ThrowsMessage;
+
 const char* const kPlate = R"(name = "plate"
 sense = "max"
 tolerance = 1e-4
 module_type = 1
 start_points = 3
 objective = { name = "stiffness", expression = "w * t^3 + k", scale = 10 }
-[sets]
-gauge = [0.5, 0.75, 1.0]
-[variables.w]
-lower = 1
-upper = 4
-start = 2
-scale = 3
-[variables.t]
-set = "gauge"
-[variables.n]
-kind = "integer"
-lower = 0.5
-upper = 4
-[equations]
-k = "2 * n"
+sets.gauge = [0.5, 0.75, 1.0]
+variables.w = { lower = 1, upper = 4, start = 2, scale = 3 }
+variables.t = { set = "gauge" }
+variables.n = { kind = "integer", lower = 0.5, upper = 4 }
+equations.k = "2 * n"
 [constraints]
 area = { expression = "w * t <= 3", scale = 2 }
 count = "n >= 1"
 pair = "w - n == 0"
 )";
 
-using TaskWriter = TaskDatabaseTest;
+class TaskWriter : public TaskDatabaseTest {
+ protected:
+  void SetUp() override {
+    TaskDatabaseTest::SetUp();
+    taskId = WriteSearchTask(ParseProblem(kPlate, "plate.toml"));
+  }
+  int taskId = 0;  // the search task kPlate was written as
+};
 
 TEST_F(TaskWriter, ReadingTheTaskBackGivesTheProblemThatWasWritten) {
-  const CProblem problem = ParseProblem(kPlate, "plate.toml");
-  const int taskId = WriteSearchTask(problem);
   const CTaskProblem task = ReadTaskProblem(taskId);
   EXPECT_EQ(task.moduleType, 1);
   EXPECT_FALSE(task.minimize);
@@ -53,8 +52,7 @@ TEST_F(TaskWriter, ReadingTheTaskBackGivesTheProblemThatWasWritten) {
   EXPECT_EQ(task.upper, (std::vector<double>{4, 1.0, 4}));
   EXPECT_EQ(task.typicalMagnitude, (std::vector<double>{3, 1, 1}));
   EXPECT_EQ(task.model.equations.size(), 1u);
-  EXPECT_EQ(task.model.responses,
-            (std::vector<std::string>{"w * t^3 + k", "w * t", "n", "w - n"}));
+  EXPECT_EQ(task.model.responses, (std::vector<std::string>{"w * t^3 + k", "w * t", "n", "w - n"}));
   EXPECT_EQ(task.responseNames, (std::vector<std::string>{"stiffness", "area", "count", "pair"}));
   EXPECT_EQ(task.objectiveResponse, 0);
   EXPECT_EQ(task.objectiveScale, 10.0);
@@ -67,39 +65,26 @@ TEST_F(TaskWriter, ReadingTheTaskBackGivesTheProblemThatWasWritten) {
   EXPECT_EQ(task.initMode, 0);
 }
 
-TEST_F(TaskWriter, DiscreteVariablesCarryTheSetIdsTheModuleReads) {
-  const int taskId = WriteSearchTask(ParseProblem(kPlate, "plate.toml"));
-  CDVar variables(GetPOD());
-  variables.m_nTaskID = taskId;
-  ASSERT_TRUE(variables.GetObject());
+TEST_F(TaskWriter, WritesEveryRecordTheModuleReadsWithSetIdsAndAFilledStartPoint) {
+  const CDVar variables = Stored<CDVar>(taskId);
   EXPECT_EQ(variables.m_vSetID, (std::vector<pvINT32>{0, 1, -1}));
   EXPECT_EQ(variables.m_vBoundsMoved, (std::vector<pvINT32>{0, 0, 1}));
   EXPECT_EQ(double(variables.m_vaGivenLower[2]), 0.5);
   EXPECT_TRUE(std::isnan(double(variables.m_vaStart[1])));
-  CDSet sets(GetPOD());
-  sets.m_nTaskID = taskId;
-  ASSERT_TRUE(sets.GetObject());
+  const CDSet sets = Stored<CDSet>(taskId);
   EXPECT_EQ(sets.m_vSetNames, (std::vector<std::string>{"gauge"}));
   EXPECT_EQ(sets.m_vSetIDs, (std::vector<pvINT32>{1}));
   ASSERT_EQ(sets.m_vSetValues.size(), 1u);
   EXPECT_EQ(double(sets.m_vSetValues[0][1]), 0.75);
-}
 
-TEST_F(TaskWriter, EveryRecordASubtaskCopiesExistsAndTheStartPointFillsGaps) {
-  const int taskId = WriteSearchTask(ParseProblem(kPlate, "plate.toml"));
   CDLink links(GetPOD());
   links.m_nTaskID = taskId;
   EXPECT_TRUE(links.FindObject());
-  CDPoint start(GetPOD());
-  start.m_nTaskID = taskId;
-  start.m_nPointID = 0;
-  ASSERT_TRUE(start.GetObject());
+  const CDPoint start = Stored<CDPoint>(taskId, [](CDPoint& point) { point.m_nPointID = 0; });
   // w is given; t and n start in the middle of their (moved) bounds.
   EXPECT_EQ(std::vector<double>(std::begin(start.m_vaValues), std::end(start.m_vaValues)),
             (std::vector<double>{2, 0.75, 2.5}));
-  CTask task(GetPOD());
-  task.m_nTaskID = taskId;
-  ASSERT_TRUE(task.GetObject());
+  const CTask task = Stored<CTask>(taskId);
   EXPECT_EQ(task.m_nTaskKind, 1);
   EXPECT_EQ(task.m_nParentTaskID, 0);
   EXPECT_EQ(task.m_nMinimize1, 0);
@@ -108,18 +93,11 @@ TEST_F(TaskWriter, EveryRecordASubtaskCopiesExistsAndTheStartPointFillsGaps) {
 }
 
 TEST_F(TaskWriter, RecordsThatDisagreeAreReportedNotSolved) {
-  const int taskId = WriteSearchTask(SmallProblem());
-  CDVar variables(GetPOD());
-  variables.m_nTaskID = taskId;
-  ASSERT_TRUE(variables.GetObject());
+  CDVar variables = Stored<CDVar>(taskId);
   variables.m_vaUpper = std::valarray<pvFLOAT64>(1);
   variables.PutObject();
-  try {
-    ReadTaskProblem(taskId);
-    FAIL();
-  } catch (const CTaskDataError& error) {
-    EXPECT_STREQ(error.what(), "task 1: CDVar m_vaUpper holds 1 entries where 2 are expected");
-  }
+  EXPECT_THAT([&] { ReadTaskProblem(taskId); },
+              ThrowsMessage<CTaskDataError>(StrEq("task 1: CDVar m_vaUpper holds 1 entries where 3 are expected")));
   EXPECT_THROW(ReadTaskProblem(taskId + 1), CTaskDataError);
 }
 
