@@ -61,15 +61,19 @@ EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages) {
     if (!options.quiet && databasePath != problem.name + ".db") {
       fmt::print(messages, "{}.db exists already; writing to {}\n", problem.name, databasePath);
     }
-  } else if (!options.quiet && std::filesystem::exists(databasePath)) {
+  }
+  const bool addsToExistingDatabase = std::filesystem::exists(databasePath);
+
+  // The database is opened before the log, so that a file that is no task
+  // database is refused without leaving a log behind.
+  CSession session;
+  OpenTaskDatabase(databasePath);
+  if (!options.quiet && addsToExistingDatabase) {
     fmt::print(messages, "adding the search to the tasks already in {}\n", databasePath);
   }
   const std::string logPath = options.logPath.empty() ? LogPathFor(databasePath) : options.logPath;
-
-  CSession session;
   session.log = std::make_unique<CLogFile>(logPath.c_str(), options.logLevel);
   SetCurrentLog(session.log.get());
-  OpenTaskDatabase(databasePath);
   const int searchTaskId = WriteSearchTask(problem);
   session.log->WriteLine("SEARCH", fmt::format("{}: problem {} written as search task {} of {}", kProgramSignature,
                                                problem.file, searchTaskId, databasePath).c_str());

@@ -34,8 +34,12 @@ using Node = CTreeNode<Item>;
 int CheckInvariants(const Node* node, const Item* low, const Item* high, int& count) {
   if (node == nullptr) return 0;
   ++count;
-  if (low != nullptr) EXPECT_GT(CompareItems(node->m_pData, low, true), 0);
-  if (high != nullptr) EXPECT_LT(CompareItems(node->m_pData, high, true), 0);
+  if (low != nullptr) {
+    EXPECT_GT(CompareItems(node->m_pData, low, true), 0);
+  }
+  if (high != nullptr) {
+    EXPECT_LT(CompareItems(node->m_pData, high, true), 0);
+  }
   const int left = CheckInvariants(node->m_pLink[0], low, node->m_pData, count);
   const int right = CheckInvariants(node->m_pLink[1], node->m_pData, high, count);
   EXPECT_EQ(node->m_cBalance, right - left);
