@@ -24,7 +24,7 @@ struct CSolveOptions {
   std::string databasePath;             // empty: "<name>.db", or the first free "<name>-<n>.db"
   std::string logPath;                  // empty: the database path with ".log" for ".db"
   int logLevel = 1;                     // detail of the log; above 2 the module writes debug lines
-  std::optional<std::string> optimizer;  // overrides the file's algorithm; "slsqp", "cobyla" or "auglag"
+  std::optional<std::string> optimizer;  // overrides the file's algorithm; one of Algorithms()
   std::optional<int> maxNodes;          // overrides the file's node limit; 0 for none
   std::optional<double> timeLimit;      // overrides the file's time limit (seconds); 0 for none
   bool quiet = false;                   // no progress line and no notes; the report only

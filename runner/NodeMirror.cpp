@@ -2,7 +2,9 @@
 
 CNodeMirror::CNodeMirror(bool minimize, double tolerance) : m_minimize(minimize), m_tolerance(tolerance) {}
 
-ENodeOutcome CNodeMirror::NodeSolved(int taskId, double objective, double maxConstraint, bool discreteFeasible) {
+ENodeOutcome CNodeMirror::NodeSolved(int taskId, bool converged, double objective, double maxConstraint,
+                                     bool discreteFeasible) {
+  if (!converged) return ENodeOutcome::Unsolved;
   if (!(maxConstraint <= m_tolerance)) return ENodeOutcome::Infeasible;
   if (HasIncumbent() && IsBetter(m_incumbentObjective, objective)) return ENodeOutcome::WorseThanIncumbent;
   if (!discreteFeasible) {

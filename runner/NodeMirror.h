@@ -23,11 +23,12 @@ class CNodeMirror {
   CNodeMirror(bool minimize, double tolerance);
 
   // Classifies a solved node and updates the incumbent, by the module's rule:
+  // unsolved when its local searches did not converge (the module closes it);
   // infeasible when maxConstraint > tolerance; worse when an incumbent exists
   // and the objective is strictly worse; the flag the module wrote into the
   // node's result decides between an acceptable discrete design and an open
   // node. A discrete design replaces the incumbent only when strictly better.
-  ENodeOutcome NodeSolved(int taskId, double objective, double maxConstraint, bool discreteFeasible);
+  ENodeOutcome NodeSolved(int taskId, bool converged, double objective, double maxConstraint, bool discreteFeasible);
   // The module handed out a child of the node of `parentTask`.
   void ChildGenerated(int parentTask);
 

@@ -9,6 +9,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "Algorithms.h"
 #include "FiniteDifference.h"
 
 namespace {
@@ -19,11 +20,30 @@ struct CNloptDeleter {
 };
 using NloptPointer = std::unique_ptr<nlopt_opt_s, CNloptDeleter>;
 
-nlopt_algorithm AlgorithmNamed(const std::string& name) {
-  if (name == "slsqp") return NLOPT_LD_SLSQP;
-  if (name == "cobyla") return NLOPT_LN_COBYLA;
-  if (name == "auglag") return NLOPT_AUGLAG;
-  throw std::invalid_argument("unknown optimiser '" + name + "'; use slsqp, cobyla or auglag");
+// How an NLopt run ended. A forced stop is the run's deadline when the search
+// set `timedOut`, else a failure (an exception of a callback).
+ESolveStatus StatusOf(nlopt_result result, bool timedOut) {
+  switch (result) {
+    case NLOPT_SUCCESS:
+    case NLOPT_STOPVAL_REACHED:
+    case NLOPT_FTOL_REACHED:
+    case NLOPT_XTOL_REACHED: return ESolveStatus::Converged;
+    case NLOPT_MAXEVAL_REACHED: return ESolveStatus::EvaluationLimit;
+    case NLOPT_MAXTIME_REACHED: return ESolveStatus::TimeLimit;
+    case NLOPT_ROUNDOFF_LIMITED: return ESolveStatus::RoundOff;
+    case NLOPT_FORCED_STOP: return timedOut ? ESolveStatus::TimeLimit : ESolveStatus::Failed;
+    default: return ESolveStatus::Failed;
+  }
+}
+
+bool IsFinite(const CEvaluatedDesign& design) {
+  return std::isfinite(design.objective) && std::isfinite(design.maxConstraint);
+}
+
+double SecondsUntil(std::chrono::steady_clock::time_point deadline) {
+  if (deadline == std::chrono::steady_clock::time_point::max()) return 0.0;  // NLopt's "no limit"
+  const double seconds = std::chrono::duration<double>(deadline - std::chrono::steady_clock::now()).count();
+  return std::max(seconds, 1e-3);  // a limit of 0 would mean none
 }
 
 // One local search over the free variables (those whose bounds differ). The
@@ -68,6 +88,7 @@ class CLocalSearch {
     run.start = EvaluateFull(m_design);
     run.best = run.start;
     if (!m_free.empty()) Search(freeValues);
+    if (!IsFinite(run.best)) run.status = ESolveStatus::NonFinite;
     m_run = nullptr;
     return run;
   }
@@ -77,21 +98,30 @@ class CLocalSearch {
   // its exception and stops NLopt, and the search rethrows it here.
   void Search(std::vector<double>& freeValues) {
     const nlopt_result result = RunNlopt(MakeOptimizer(), freeValues);
-    m_run->status = result;
-    m_run->statusText = nlopt_result_to_string(result);
-    const bool gradientBased = m_settings.algorithm != "cobyla";
-    if (!gradientBased || IsFeasible(m_run->best) || m_constraintCount == 0) return;
+    SetStatus(result, "");
+    if (!AlgorithmNamed(m_settings.algorithm).usesGradients || IsFeasible(m_run->best) || m_constraintCount == 0 || m_timedOut) return;
     // Restoration: from the run's best design, minimise the constraint
     // violation within the bounds alone, then search once more from there.
     std::vector<double> restart = FreeValuesOf(m_run->best);
     RunNlopt(MakeRestoration(), restart);
-    const nlopt_result second = RunNlopt(MakeOptimizer(), restart);
-    m_run->status = second;
-    m_run->statusText = std::string(nlopt_result_to_string(second)) + " after restoration";
+    if (m_timedOut) return SetStatus(NLOPT_FORCED_STOP, " in restoration");
+    SetStatus(RunNlopt(MakeOptimizer(), restart), " after restoration");
+  }
+
+  void SetStatus(nlopt_result result, const char* when) {
+    m_run->code = result;
+    m_run->status = StatusOf(result, m_timedOut);
+    m_run->statusText = std::string(nlopt_result_to_string(result)) + when;
   }
 
   nlopt_result RunNlopt(NloptPointer optimizer, std::vector<double>& freeValues) {
     m_optimizer = optimizer.get();
+    m_timedOut = false;
+    const double remaining = SecondsUntil(m_problem.deadline);
+    const double limit = m_settings.maxSeconds > 0 && (remaining == 0 || m_settings.maxSeconds < remaining)
+                             ? m_settings.maxSeconds
+                             : remaining;
+    if (limit > 0) nlopt_set_maxtime(optimizer.get(), limit);
     double value = 0.0;
     const nlopt_result result = nlopt_optimize(optimizer.get(), freeValues.data(), &value);
     m_optimizer = nullptr;
@@ -107,8 +137,15 @@ class CLocalSearch {
     return values;
   }
 
+  // Runs a callback's body unless the deadline has passed, in which case
+  // NLopt is stopped (and the run ends with ESolveStatus::TimeLimit).
   template <class FBody>
   void Guarded(FBody body) {
+    if (std::chrono::steady_clock::now() >= m_problem.deadline) {
+      m_timedOut = true;
+      nlopt_force_stop(m_optimizer);
+      return;
+    }
     try {
       body();
     } catch (...) {
@@ -143,7 +180,7 @@ class CLocalSearch {
 
   NloptPointer MakeOptimizer() {
     const unsigned n = static_cast<unsigned>(m_free.size());
-    const nlopt_algorithm algorithm = AlgorithmNamed(m_settings.algorithm);
+    const auto algorithm = static_cast<nlopt_algorithm>(AlgorithmNamed(m_settings.algorithm).nloptAlgorithm);
     NloptPointer optimizer = MakeBounded(algorithm);
     nlopt_set_min_objective(optimizer.get(), &CLocalSearch::Objective, this);
     const double constraintTolerance = 0.1 * m_problem.tolerance;
@@ -159,7 +196,6 @@ class CLocalSearch {
     }
     SetStoppingRules(optimizer.get());
     nlopt_set_maxeval(optimizer.get(), m_settings.maxEvaluations);
-    if (m_settings.maxSeconds > 0) nlopt_set_maxtime(optimizer.get(), m_settings.maxSeconds);
     if (algorithm == NLOPT_AUGLAG) {
       NloptPointer local(nlopt_create(NLOPT_LD_LBFGS, n));
       SetStoppingRules(local.get());
@@ -175,11 +211,7 @@ class CLocalSearch {
 
   // Evaluates a whole design (already inside the bounds).
   CEvaluatedDesign EvaluateFull(const std::vector<double>& design) {
-    CEvaluatedDesign evaluated;
-    evaluated.values = design;
-    evaluated.constraints.resize(m_constraintCount);
-    m_problem.evaluate(design.data(), &evaluated.objective, evaluated.constraints.data());
-    evaluated.maxConstraint = MaxConstraint(evaluated.constraints, m_problem.isEquality);
+    CEvaluatedDesign evaluated = EvaluateDesign(m_problem, design);
     ++m_run->analyses;
     evaluated.analysis = ++m_analyses;
     return evaluated;
@@ -326,6 +358,7 @@ class CLocalSearch {
   int m_gradients = 0;                     // Jacobians estimated
   int m_analyses = 0;                      // analyses of all runs so far
   nlopt_opt m_optimizer = nullptr;         // the optimiser running; null between runs
+  bool m_timedOut = false;                 // the running optimiser was stopped by the deadline
   std::exception_ptr m_failure;            // exception of a callback, rethrown after NLopt returns
 };
 
@@ -345,4 +378,20 @@ COptimizationResult Optimize(const CContinuousProblem& problem, const std::vecto
   }
   result.gradients = search.Gradients();
   return result;
+}
+
+ESolveStatus COptimizationResult::Status() const {
+  for (const CLocalRun& run : runs) {
+    if (IsConverged(run.status)) return ESolveStatus::Converged;
+  }
+  return runs[bestRun].status;
+}
+
+CEvaluatedDesign EvaluateDesign(const CContinuousProblem& problem, const std::vector<double>& values) {
+  CEvaluatedDesign evaluated;
+  evaluated.values = values;
+  evaluated.constraints.resize(problem.isEquality.size());
+  problem.evaluate(values.data(), &evaluated.objective, evaluated.constraints.data());
+  evaluated.maxConstraint = MaxConstraint(evaluated.constraints, problem.isEquality);
+  return evaluated;
 }

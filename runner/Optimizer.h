@@ -7,12 +7,13 @@
 //   COptimizationResult result = Optimize(problem, {start}, settings);
 //   const CEvaluatedDesign& best = result.Best();
 //
-// Algorithms (Johnson, The NLopt nonlinear-optimization package):
-//   "slsqp"  sequential quadratic programming (Kraft 1988), the default;
-//   "cobyla" linear approximations, no gradients (Powell 1994);
-//   "auglag" augmented Lagrangian (Conn, Gould & Toint 1991; Birgin &
-//            Martinez 2008) around limited-memory BFGS (Nocedal 1980).
-// Gradients are finite differences (FiniteDifference.h).
+// Algorithms: Algorithms.h. Gradients are finite differences
+// (FiniteDifference.h).
+//
+// Every run ends with a status (SolveStatus.h): converged, stopped at the
+// evaluation or time limit, by round-off, failed, or with a best design whose
+// values are not finite. The problem's deadline bounds every run: NLopt gets
+// the time left, and a run past it is stopped before its next analysis.
 //
 // Every design evaluated lies within the bounds: the optimiser's iterates are
 // clamped before evaluation, and variables whose bounds are equal are held at
@@ -32,12 +33,14 @@
 // Cost: per iteration one analysis plus, for gradient-based algorithms, one
 // (forward) or two (central) analyses per free variable.
 
+#include <chrono>
 #include <functional>
 #include <string>
 #include <vector>
 
 #include "Design.h"
 #include "Problem.h"
+#include "SolveStatus.h"
 
 struct CContinuousProblem {
   std::vector<double> lower;             // lower bound of each variable
@@ -50,6 +53,9 @@ struct CContinuousProblem {
   double tolerance = 1e-6;               // largest maximum constraint value still feasible
   // Evaluates a design: (design, objective, scaled constraint values).
   std::function<void(const double*, double*, double*)> evaluate;
+  // No local search goes on past this moment: it is checked before every
+  // analysis, and a search stopped by it ends with ESolveStatus::TimeLimit.
+  std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max();
 };
 
 // One local search.
@@ -58,8 +64,9 @@ struct CLocalRun {
   CEvaluatedDesign start;      // the start point, clamped into the bounds, evaluated
   std::vector<CEvaluatedDesign> improvements;  // designs that improved on the run's best, in order; bounded
   CEvaluatedDesign best;       // the run's best design (the start when nothing improved on it)
-  int status = 0;              // NLopt's result code; 0 when no search was needed (no free variable)
-  std::string statusText;      // the code in words
+  ESolveStatus status = ESolveStatus::Converged;  // how it ended; converged when no search was needed
+  int code = 0;                // the optimiser's own result code; 0 when no search was needed (no free variable)
+  std::string statusText;      // the optimiser's code in words
   int analyses = 0;            // analyses of this run, finite differences included
 };
 
@@ -69,7 +76,13 @@ struct COptimizationResult {
   int analyses = 0;             // evaluations of the problem, finite differences included
   int gradients = 0;            // gradient estimates
   const CEvaluatedDesign& Best() const { return runs[bestRun].best; }
+  // Converged when some run converged (its design is a local optimum, and
+  // the best design is at least as good); otherwise how the best run ended.
+  ESolveStatus Status() const;
 };
+
+// Evaluates one design of the problem (its values must lie within the bounds).
+CEvaluatedDesign EvaluateDesign(const CContinuousProblem& problem, const std::vector<double>& values);
 
 // Runs one local search from each start point (at least one; each holds one
 // value per variable) and returns them all. `maxImprovements` bounds the

@@ -5,9 +5,11 @@
 #include <limits>
 #include <regex>
 #include <sstream>
+#include <tuple>
 
 #include <fmt/format.h>
 
+#include "Algorithms.h"
 #include "ProblemBounds.h"
 #include "ProblemCheck.h"
 #include "ProblemSections.h"
@@ -50,8 +52,8 @@ void ReadOptimizer(CTableReader& top, COptimizerSettings& settings, std::vector<
   if (table == nullptr) return;
   CTableReader reader(*table, "optimizer", issues);
   if (const auto algorithm = reader.Text("algorithm", ERequired::No)) {
-    if (*algorithm != "slsqp" && *algorithm != "cobyla" && *algorithm != "auglag") {
-      reader.Report("algorithm", fmt::format("\"{}\" is not an algorithm; use \"slsqp\", \"cobyla\" or \"auglag\"", *algorithm));
+    if (FindAlgorithm(*algorithm) == nullptr) {
+      reader.Report("algorithm", fmt::format("\"{}\" is not an algorithm; use {}", *algorithm, AlgorithmNames(true)));
     }
     settings.algorithm = *algorithm;
   }
@@ -69,6 +71,16 @@ void ReadOptimizer(CTableReader& top, COptimizerSettings& settings, std::vector<
       reader.Report("max_evaluations", fmt::format("{} is not between 1 and {}", *evaluations, FormatNumber(kLargestInteger)));
     }
     settings.maxEvaluations = static_cast<int>(std::clamp<long long>(*evaluations, 1, kLargestInteger));
+  }
+  for (auto [key, target, least] : {std::tuple{"retries", &settings.retries, 0},
+                                    std::tuple{"root_starts", &settings.rootStarts, 1},
+                                    std::tuple{"suspicious_starts", &settings.suspiciousStarts, 0}}) {
+    if (const auto count = reader.Integer(key, ERequired::No)) {
+      if (*count < least || *count > kMostStartPoints) {
+        reader.Report(key, fmt::format("{} is not between {} and {}", *count, least, kMostStartPoints));
+      }
+      *target = static_cast<int>(std::clamp<long long>(*count, least, kMostStartPoints));
+    }
   }
   for (auto [key, target] : {std::pair{"x_tolerance", &settings.xTolerance},
                              std::pair{"f_tolerance", &settings.fTolerance},

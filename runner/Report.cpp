@@ -66,12 +66,22 @@ void PrintHeading(FILE* out, const CProblemLabels& labels, const CSearchOutcome&
   fmt::print(out, "{}{}\n", labels.name, labels.description.empty() ? "" : ": " + labels.description);
   fmt::print(out, "  problem file  {}\n", labels.problemFile);
   fmt::print(out, "  database      {} (search task {})\n\n", databasePath, outcome.searchTaskId);
+  // Only a search that ended with every node solved is complete and exact.
+  const bool exact = outcome.end == ESearchEnd::Complete && outcome.nodesUnsolved == 0 && !outcome.rootUnsolved;
+  std::string end = Describe(outcome.end);
+  if (outcome.rootUnsolved) {
+    end += ", but the continuous problem itself could not be solved; nothing below it was explored";
+  } else if (outcome.nodesUnsolved > 0) {
+    end += fmt::format(", but {} subtask{} could not be solved; their subtrees were not explored",
+                       outcome.nodesUnsolved, outcome.nodesUnsolved == 1 ? "" : "s");
+  }
   if (outcome.discreteFeasible) {
-    const char* what = outcome.end == ESearchEnd::Complete ? "the best feasible discrete design"
-                                                           : "the best feasible discrete design found so far";
-    fmt::print(out, "Result: {} ({}), held by task {}\n", what, Describe(outcome.end), outcome.resultTask);
+    const char* what = exact                                 ? "the best feasible discrete design"
+                       : outcome.end == ESearchEnd::Complete ? "the best feasible discrete design found"
+                                                             : "the best feasible discrete design found so far";
+    fmt::print(out, "Result: {} ({}), held by task {}\n", what, end, outcome.resultTask);
   } else {
-    fmt::print(out, "Result: no feasible discrete design found ({})\n", Describe(outcome.end));
+    fmt::print(out, "Result: no feasible discrete design found ({})\n", end);
   }
 }
 
@@ -117,8 +127,10 @@ void PrintConstraints(FILE* out, const CTaskProblem& task, const CTaskDesign& de
 }
 
 void PrintEffort(FILE* out, const CSearchOutcome& outcome) {
-  fmt::print(out, "\nSearch: {} subtasks solved, {} analyses, {} gradient evaluations, {:.2f} s\n",
-             outcome.nodesSolved, nNumAnalyses, nNumGradCalc, outcome.seconds);
+  fmt::print(out, "\nSearch: {} subtasks solved{}, {} analyses, {} gradient evaluations, {:.2f} s\n",
+             outcome.nodesSolved,
+             outcome.nodesUnsolved > 0 ? fmt::format(" ({} of them unsolved)", outcome.nodesUnsolved) : "",
+             nNumAnalyses, nNumGradCalc, outcome.seconds);
   fmt::print(out, "Time (s): optimiser {:.3f}, database reads {:.3f}, database writes {:.3f}, discrete set-up {:.3f}\n",
              outcome.solverSeconds, dbReadTime.m_dTotal, dbWriteTime.m_dTotal, discSetupTime.m_dTotal);
 }
@@ -136,9 +148,10 @@ void PrintReport(FILE* out, const CSearchOutcome& outcome, const std::string& da
     PrintConstraints(out, task, design);
   } else {
     const CTaskDesign relaxation = ReadBestDesign(outcome.searchTaskId);
-    fmt::print(out, "  the continuous optimum (no discrete restriction) has objective {} and largest scaled "
+    fmt::print(out, "  the continuous {} (no discrete restriction) has objective {} and largest scaled "
                     "violation {:.3g} (tolerance {:g})\n",
-               Number(relaxation.objective), relaxation.maxConstraint, task.tolerance);
+               outcome.rootUnsolved ? "problem's best design evaluated" : "optimum", Number(relaxation.objective),
+               relaxation.maxConstraint, task.tolerance);
   }
   PrintEffort(out, outcome);
 }

@@ -62,6 +62,16 @@ CSearchOutcome CBranchAndBoundSearch::Run(int searchTaskId) {
     SolveSearchTask();
     subtaskId = StartSearch();
   }
+  // A root stopped by the deadline leaves the search unfinished, whatever the
+  // module made of it.
+  if (m_searchSolution.status == ESolveStatus::TimeLimit) {
+    if (subtaskId != 0) {
+      CLock step(GetPOD(), 0);
+      StopEarly(ESearchEnd::TimeLimit);
+    }
+    m_outcome.end = ESearchEnd::TimeLimit;
+    subtaskId = 0;
+  }
   while (subtaskId != 0) {
     CLock step(GetPOD(), 0);
     SolveAndPost(subtaskId);
@@ -84,7 +94,8 @@ CSearchOutcome CBranchAndBoundSearch::Run(int searchTaskId) {
 }
 
 void CBranchAndBoundSearch::SolveSearchTask() {
-  m_searchSolution = m_solveTask(m_outcome.searchTaskId);
+  m_searchSolution = m_solveTask(m_outcome.searchTaskId, Deadline());
+  m_outcome.rootUnsolved = !IsConverged(m_searchSolution.status);
   m_outcome.solverSeconds += m_searchSolution.seconds;
 }
 
@@ -98,11 +109,12 @@ int CBranchAndBoundSearch::StartSearch() {
 }
 
 void CBranchAndBoundSearch::SolveAndPost(int subtaskId) {
-  const CTaskSolution solution = m_solveTask(subtaskId);
+  const CTaskSolution solution = m_solveTask(subtaskId, Deadline());
   m_outcome.solverSeconds += solution.seconds;
   CallModule(fmt::format("posting subtask {}", subtaskId),
              [&] { m_module.PostDiscreteTask(subtaskId, false); });
   ++m_outcome.nodesSolved;
+  if (!IsConverged(solution.status)) ++m_outcome.nodesUnsolved;
   Report(subtaskId, ParentOf(subtaskId), solution, DiscreteResultOf(subtaskId).discreteFeasible);
 }
 
@@ -136,7 +148,8 @@ void CBranchAndBoundSearch::Report(int taskId, int parentTaskId, const CTaskSolu
   summary.parentTaskId = parentTaskId;
   summary.objective = solution.best.objective;
   summary.maxConstraint = solution.best.maxConstraint;
-  summary.outcome = m_mirror.NodeSolved(taskId, summary.objective, summary.maxConstraint, discreteFeasible);
+  summary.outcome = m_mirror.NodeSolved(taskId, IsConverged(solution.status), summary.objective,
+                                        summary.maxConstraint, discreteFeasible);
   summary.isNewIncumbent = m_mirror.IncumbentTask() != incumbentBefore;
   summary.hasIncumbent = m_mirror.HasIncumbent();
   summary.incumbentObjective = m_mirror.IncumbentObjective();
@@ -145,6 +158,13 @@ void CBranchAndBoundSearch::Report(int taskId, int parentTaskId, const CTaskSolu
   summary.elapsedSeconds = ElapsedSeconds();
   summary.analyses = nNumAnalyses;
   m_observer.OnNode(summary);
+}
+
+std::chrono::steady_clock::time_point CBranchAndBoundSearch::Deadline() const {
+  constexpr double kLongestLimit = 1e9;  // seconds; beyond it (31 years) there is no deadline
+  if (!(m_limits.timeLimit > 0) || m_limits.timeLimit > kLongestLimit) return std::chrono::steady_clock::time_point::max();
+  return m_started + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                         std::chrono::duration<double>(m_limits.timeLimit));
 }
 
 double CBranchAndBoundSearch::ElapsedSeconds() const {

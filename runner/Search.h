@@ -40,9 +40,9 @@ class CModuleError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Solves one task of the open database (TaskSolver.h's SolveTask, or a
-// stand-in in tests).
-using FSolveTask = std::function<CTaskSolution(int)>;
+// Solves one task of the open database by a deadline (TaskSolver.h's
+// SolveTask, or a stand-in in tests).
+using FSolveTask = std::function<CTaskSolution(int, std::chrono::steady_clock::time_point)>;
 
 class CBranchAndBoundSearch {
  public:
@@ -63,6 +63,7 @@ class CBranchAndBoundSearch {
   bool HasRunOutOfTime() const;
   void Report(int taskId, int parentTaskId, const CTaskSolution& solution, bool discreteFeasible);
   double ElapsedSeconds() const;
+  std::chrono::steady_clock::time_point Deadline() const;
   template <class FCall>
   auto CallModule(const std::string& doing, FCall call) const;
 

@@ -2,6 +2,7 @@
 
 const char* Describe(ENodeOutcome outcome) {
   switch (outcome) {
+    case ENodeOutcome::Unsolved: return "unsolved";
     case ENodeOutcome::Infeasible: return "infeasible";
     case ENodeOutcome::WorseThanIncumbent: return "worse than incumbent";
     case ENodeOutcome::DiscreteFeasible: return "discrete feasible";

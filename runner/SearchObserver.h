@@ -8,10 +8,13 @@
 #include <vector>
 
 // How the program classifies a node once its subtask is solved and posted,
-// following the module's node test: infeasible for the tolerance, worse than
-// the incumbent (pruned by bound), an acceptable discrete design, or open
-// (some discrete variable is off its allowed values, so it will be branched).
+// following the module's node test: unsolved (none of its local searches
+// converged: the module closes it like an infeasible node, and its subtree
+// is not explored), infeasible for the tolerance, worse than the incumbent
+// (pruned by bound), an acceptable discrete design, or open (some discrete
+// variable is off its allowed values, so it will be branched).
 enum class ENodeOutcome {
+  Unsolved,
   Infeasible,
   WorseThanIncumbent,
   DiscreteFeasible,
@@ -45,6 +48,8 @@ struct CSearchOutcome {
   ESearchEnd end = ESearchEnd::Complete;  // why it ended
   int searchTaskId = 0;        // the search task
   int nodesSolved = 0;         // subtasks solved
+  int nodesUnsolved = 0;       // of them, those none of whose local searches converged
+  bool rootUnsolved = false;   // the search task's own continuous problem was not solved
   int resultTask = 0;          // the task whose design is the result; 0 for none
   bool discreteFeasible = false;  // that design is a feasible discrete design
   double seconds = 0.0;        // wall time of the whole search

@@ -43,6 +43,27 @@ void ReadVariables(CTaskProblem& task) {
   }
   task.variableNames = variables.m_vNames;
   task.model.variableNames = variables.m_vNames;
+
+  const CDSet sets = ReadRecord<CDSet>(task.taskId, "CDSet");
+  std::vector<int> setIds;
+  for (size_t i = 0; i < n; ++i) setIds.push_back(i < variables.m_vSetID.size() ? int(variables.m_vSetID[i]) : 0);
+  std::vector<int> definedIds;
+  for (const pvINT32& id : sets.m_vSetIDs) definedIds.push_back(id);
+  std::vector<std::vector<double>> definedValues;
+  for (const auto& values : sets.m_vSetValues) definedValues.emplace_back(values.begin(), values.end());
+  task.allowed = AllowedValuesOf(setIds, definedIds, definedValues);
+}
+
+// What the solver needs to know of the task's parent: whether its result
+// stands for a solved task, and that result.
+void ReadParent(CTaskProblem& task) {
+  if (task.parentTaskId == 0) return;
+  CResult parent(GetPOD());
+  parent.m_nTaskID = task.parentTaskId;
+  if (!parent.GetObject()) return;
+  task.parentSolved = parent.m_nNumIters > 0 && std::isfinite(double(parent.m_dBestMaxCon));
+  task.parentObjective = parent.m_dBestObj;
+  task.parentFeasible = parent.m_dBestMaxCon <= task.tolerance;
 }
 
 void ReadModel(CTaskProblem& task) {
@@ -98,12 +119,16 @@ void ReadSettings(CTaskProblem& task) {
   if (ints.size() > 0 && ints[0] > 0) task.optimizer.maxEvaluations = ints[0];
   if (ints.size() > 2) task.seed = static_cast<uint32_t>(long(ints[2]));
   if (ints.size() > 3) task.optimizer.gradient = ints[3] == 1 ? EGradientKind::Forward : EGradientKind::Central;
+  if (ints.size() > 4) task.optimizer.retries = std::max<int>(0, ints[4]);
+  if (ints.size() > 5) task.optimizer.rootStarts = std::max<int>(1, ints[5]);
+  if (ints.size() > 6) task.optimizer.suspiciousStarts = std::max<int>(0, ints[6]);
   const auto& reals = record.m_vaRealOptions;
   if (reals.size() > 0) task.optimizer.xTolerance = reals[0];
   if (reals.size() > 1) task.optimizer.fTolerance = reals[1];
   if (reals.size() > 2) task.optimizer.maxSeconds = reals[2];
   if (reals.size() > 3) task.optimizer.relativeStep = reals[3];
   task.initMode = record.m_nInitMode;
+  task.parentTaskId = record.m_nParentTaskID;
   task.startPointCount = std::max<int>(1, static_cast<int>(CValueAccess::Get(record.m_nNumInitPoints)));
 }
 
@@ -116,6 +141,7 @@ CTaskProblem ReadTaskProblem(int taskId) {
   ReadVariables(task);
   ReadModel(task);
   ReadObjectiveAndConstraints(task);
+  ReadParent(task);
   return task;
 }
 

@@ -14,13 +14,17 @@
 // tolerance from CTask m_nMinimize0 / m_dConTol0 or m_nMinimize1 /
 // m_dConTol1 by m_nModuleType (the pair the module reads, so that optimiser
 // and module agree); optimiser settings from CTask m_strOptimizer,
-// m_vIntOptions [max evaluations, start points, seed, gradient scheme] and
-// m_vaRealOptions [x tolerance, f tolerance, seconds per run, relative step].
+// m_vIntOptions [max evaluations, start points, seed, gradient scheme,
+// retries, root start points, suspicious-node start points] and
+// m_vaRealOptions [x tolerance, f tolerance, seconds per run, relative step];
+// the allowed values of each variable from CDVar m_vSetID and CDSet; the
+// parent's result (CResult of CTask m_nParentTaskID) for a subtask.
 
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "AllowedValues.h"
 #include "ExpressionModel.h"
 #include "Optimizer.h"
 #include "Problem.h"
@@ -53,6 +57,11 @@ struct CTaskProblem {
   int startPointCount = 1;          // design points a module type 1 run starts from
   int initMode = 0;                 // 0 the solver makes points 1.. ; 11 they are given
   uint32_t seed = 1;                // seed of the Latin hypercube
+  std::vector<CAllowedValues> allowed;     // allowed values of each variable
+  int parentTaskId = 0;             // the task it was derived from; 0 for a search task or a plain task
+  bool parentSolved = false;        // the parent has a solution of its own (below)
+  double parentObjective = 0.0;     // the parent's best objective
+  bool parentFeasible = false;      // the parent's best design is feasible
 };
 
 // Reads the task's records. Throws CTaskDataError when a record is missing or

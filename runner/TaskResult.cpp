@@ -35,7 +35,7 @@ CTaskDesign ReadBestDesign(int taskId) {
   design.taskId = taskId;
   design.values = ToVector(point.m_vaValues);
   design.objective = result.m_dBestObj;
-  design.maxConstraint = result.m_dBestMaxCon;
+  design.maxConstraint = iteration.m_dMaxCon;  // the design's own (CResult's is infinite for an unsolved task)
   design.responses = ToVector(result.m_vaBestRespValues);
   design.scaledConstraints = ToVector(result.m_vaBestConValues);
   return design;

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cmath>
 #include <ctime>
+#include <limits>
 #include <memory>
 #include <stdexcept>
 
@@ -14,6 +15,7 @@
 #include "Optimizer.h"
 #include "RecordArrays.h"
 #include "Records.h"
+#include "SolveAttempts.h"
 #include "TaskProblem.h"
 #include "Timing.h"
 
@@ -58,23 +60,67 @@ void WritePoint(int taskId, int pointId, int origin, const CEvaluatedDesign& des
   point.PutObject();
 }
 
-// Start points of the run; a module type 1 task that is to make its own gets
-// them made and stored here.
+// How many start points the task's first local searches begin from, and
+// whether those after point 0 are made here (else they are stored already).
+int StartPointCount(const CTaskProblem& task, bool& madeHere) {
+  madeHere = task.moduleType != 1 || task.initMode == 0;
+  if (task.moduleType == 1) return task.startPointCount;
+  return task.parentTaskId == 0 ? task.optimizer.rootStarts : 1;
+}
+
+// Start points of the run; those the task is to make are made and stored here.
 std::vector<std::vector<double>> PrepareStartPoints(const CTaskProblem& task) {
   const size_t n = task.lower.size();
   std::vector<std::vector<double>> starts{ReadPoint(task.taskId, 0, n)};
-  if (task.moduleType != 1) return starts;
-  if (task.initMode == 0) {
-    for (auto& sample : LatinHypercube(task.startPointCount - 1, task.lower, task.upper, task.seed)) {
+  bool madeHere = false;
+  const int count = StartPointCount(task, madeHere);
+  if (madeHere) {
+    for (auto& sample : LatinHypercube(count - 1, task.lower, task.upper, task.seed)) {
       CEvaluatedDesign unevaluated;
       unevaluated.values = sample;
       WritePoint(task.taskId, static_cast<int>(starts.size()), kSampledPoint, unevaluated);
       starts.push_back(std::move(sample));
     }
   } else {
-    for (int pointId = 1; pointId < task.startPointCount; ++pointId) starts.push_back(ReadPoint(task.taskId, pointId, n));
+    for (int pointId = 1; pointId < count; ++pointId) starts.push_back(ReadPoint(task.taskId, pointId, n));
   }
   return starts;
+}
+
+// Moves the discrete values of every run's best design onto their allowed
+// values where they lie within kSnapTolerance of one, evaluates the design
+// there (one analysis each), and chooses the best run again.
+void SnapToAllowedValues(COptimizationResult& result, const CContinuousProblem& problem, const CTaskProblem& task,
+                         int maxImprovements) {
+  for (CLocalRun& run : result.runs) {
+    std::vector<double> values = run.best.values;
+    if (!SnapToAllowedValues(values, task.allowed, task.lower, task.upper)) continue;
+    CEvaluatedDesign exact = EvaluateDesign(problem, values);
+    exact.analysis = ++result.analyses;
+    ++run.analyses;
+    run.best = exact;
+    if (!run.improvements.empty() && static_cast<int>(run.improvements.size()) >= maxImprovements) {
+      run.improvements.back() = exact;
+    } else {
+      run.improvements.push_back(exact);
+    }
+  }
+  for (size_t r = 0; r < result.runs.size(); ++r) {
+    if (IsBetterDesign(result.runs[r].best, result.Best(), problem.minimize, problem.tolerance)) {
+      result.bestRun = static_cast<int>(r);
+    }
+  }
+}
+
+// A subtask's result is suspicious when its parent was solved and it is
+// infeasible where the parent was feasible, or worse than the parent by more
+// than a thousandth of the parent's objective (at least the tolerance): a
+// local optimum of the node's box may then hide a better one.
+bool IsSuspicious(const CTaskProblem& task, const CEvaluatedDesign& best) {
+  if (task.parentTaskId == 0 || !task.parentSolved || !task.parentFeasible) return false;
+  if (!(best.maxConstraint <= task.tolerance)) return true;
+  const double gap = std::max(task.tolerance, 1e-3 * std::fabs(task.parentObjective));
+  return task.minimize ? best.objective > task.parentObjective + gap : best.objective < task.parentObjective - gap;
 }
 
 void WriteIteration(const CTaskProblem& task, CExpressionModel& model, int iteration, int run, int pointId,
@@ -94,29 +140,49 @@ void WriteIteration(const CTaskProblem& task, CExpressionModel& model, int itera
   record.PutObject();
 }
 
+// What an unsolved task's CResult m_dBestMaxCon holds: worse than any
+// tolerance, so the module closes the node.
+constexpr double kUnsolvedMaxConstraint = std::numeric_limits<double>::infinity();
+
+// "solved: feasible", "solved: infeasible", or "unsolved: " and how the best
+// local search ended.
+std::string StatusWords(const CTaskProblem& task, const COptimizationResult& result) {
+  const ESolveStatus status = result.Status();
+  if (!IsConverged(status)) return std::string("unsolved: ") + Describe(status);
+  return result.Best().maxConstraint <= task.tolerance ? "solved: feasible" : "solved: infeasible";
+}
+
 struct CBestIteration {
   int iteration = 0;  // CIter m_nIter
   int run = 0;        // CIter m_nSubIter
 };
 
-// Iterations and points of every run; returns where the best design is and
-// the number of points the task then has.
+// Start points made by the retries, then iterations and points of every run,
+// the best run first; returns where the best design is. `pointCount` comes in
+// as the number of start points stored before the run and leaves as the
+// number the task then has.
 CBestIteration WriteIterations(const CTaskProblem& task, CExpressionModel& model, const COptimizationResult& result,
                                int& pointCount, int& iterationCount) {
-  CBestIteration best;
-  for (size_t r = 0; r < result.runs.size(); ++r) {
-    const CLocalRun& run = result.runs[r];
-    WriteIteration(task, model, 0, static_cast<int>(r), static_cast<int>(r), run.start);
+  for (const CLocalRun& run : result.runs) {
+    if (run.startIndex >= pointCount) WritePoint(task.taskId, run.startIndex, kSampledPoint, run.start);
+  }
+  pointCount = std::max(pointCount, static_cast<int>(result.runs.size()));
+  std::vector<int> order{result.bestRun};
+  for (int r = 0; r < static_cast<int>(result.runs.size()); ++r) {
+    if (r != result.bestRun) order.push_back(r);
+  }
+  for (int s = 0; s < static_cast<int>(order.size()); ++s) {
+    const CLocalRun& run = result.runs[order[s]];
+    WriteIteration(task, model, 0, s, run.startIndex, run.start);
     ++iterationCount;
     for (size_t k = 0; k < run.improvements.size(); ++k) {
       WritePoint(task.taskId, pointCount, kOptimizerPoint, run.improvements[k]);
-      WriteIteration(task, model, static_cast<int>(k + 1), static_cast<int>(r), pointCount, run.improvements[k]);
+      WriteIteration(task, model, static_cast<int>(k + 1), s, pointCount, run.improvements[k]);
       ++pointCount;
       ++iterationCount;
     }
-    if (static_cast<int>(r) == result.bestRun) best = {static_cast<int>(run.improvements.size()), static_cast<int>(r)};
   }
-  return best;
+  return {static_cast<int>(result.runs[result.bestRun].improvements.size()), 0};
 }
 
 // Returns whether this was the task's first run (no iteration recorded before).
@@ -127,6 +193,7 @@ bool WriteResult(const CTaskProblem& task, CExpressionModel& model, const COptim
   const bool existed = record.GetObject();
   const bool firstRun = !existed || record.m_nNumIters == 0;
   const CEvaluatedDesign& design = result.Best();
+  const ESolveStatus status = result.Status();
   record.m_nNumPoints = pointCount;
   if (!existed) {
     record.m_nTotalPoints = pointCount;
@@ -138,11 +205,11 @@ bool WriteResult(const CTaskProblem& task, CExpressionModel& model, const COptim
   record.m_nBestIter = best.iteration;
   record.m_nBestSubIter = best.run;
   record.m_dBestObj = design.objective;
-  record.m_dBestMaxCon = design.maxConstraint;
-  const bool feasible = design.maxConstraint <= task.tolerance;
-  record.m_strStatus = feasible ? "feasible" : "infeasible";
+  record.m_dBestMaxCon = IsConverged(status) ? design.maxConstraint : kUnsolvedMaxConstraint;
+  record.m_strStatus = StatusWords(task, result);
   record.m_strOptimizer = task.optimizer.algorithm;
-  record.m_strMessage = result.runs[result.bestRun].statusText;
+  record.m_strMessage = fmt::format("{}; {} local search{}", result.runs[result.bestRun].statusText,
+                                    result.runs.size(), result.runs.size() == 1 ? "" : "es");
   record.m_vaBestConValues = ToValarray(design.constraints);
   std::vector<double> responses(model.ResponseCount());
   model.Evaluate(design.values.data(), responses.data());
@@ -151,7 +218,7 @@ bool WriteResult(const CTaskProblem& task, CExpressionModel& model, const COptim
   for (const CLocalRun& run : result.runs) runObjectives.push_back(run.best.objective);
   record.m_vaRunObjectives = ToValarray(runObjectives);
   record.m_nNumIters = iterationCount;
-  record.m_nStatusCode = result.runs[result.bestRun].status;
+  record.m_nStatusCode = static_cast<int>(status);
   record.m_dElapsed = seconds;
   record.PutObject();
   return firstRun;
@@ -168,10 +235,10 @@ void UpdateTask(const CTaskProblem& task, const COptimizationResult& result, con
     record.m_vRunCodes.clear();
     record.m_vaRunTimes.resize(0);
   }
-  record.m_strStatus = result.Best().maxConstraint <= task.tolerance ? "solved: feasible" : "solved: infeasible";
+  record.m_strStatus = StatusWords(task, result);
   record.m_strStartTime = startTime;
   record.m_strEndTime = LocalTimeNow();
-  record.m_vRunCodes.push_back(result.runs[result.bestRun].status);
+  record.m_vRunCodes.push_back(result.runs[result.bestRun].code);
   std::valarray<pvFLOAT64> runTimes(record.m_vaRunTimes.size() + 1);
   for (size_t i = 0; i < record.m_vaRunTimes.size(); ++i) runTimes[i] = record.m_vaRunTimes[i];
   runTimes[runTimes.size() - 1] = seconds;
@@ -183,7 +250,7 @@ void UpdateTask(const CTaskProblem& task, const COptimizationResult& result, con
 
 }  // namespace
 
-CTaskSolution SolveTask(int taskId) {
+CTaskSolution SolveTask(int taskId, std::chrono::steady_clock::time_point deadline) {
   const auto started = std::chrono::steady_clock::now();
   const std::string startTime = LocalTimeNow();
   CTaskProblem task;
@@ -201,13 +268,20 @@ CTaskSolution SolveTask(int taskId) {
     const std::string& name = isEquation ? task.model.equations[error.Index()].first : task.responseNames[error.Index()];
     throw CTaskDataError(fmt::format("task {}: {} '{}': {}", taskId, isEquation ? "equation" : "response", name, error.what()));
   }
-  const CContinuousProblem problem = MakeContinuousProblem(task, *model);
+  CContinuousProblem problem = MakeContinuousProblem(task, *model);
+  problem.deadline = deadline;
+  CSolvePlan plan;
+  plan.settings = task.optimizer;
+  plan.improvementsKept = task.moduleType == 1 ? 1 : kImprovementsKeptPerRun;
+  plan.seed = task.seed ^ (static_cast<uint32_t>(taskId) * 2654435761u);  // Knuth's multiplicative hash
+  plan.isSuspicious = [&task](const CEvaluatedDesign& best) { return IsSuspicious(task, best); };
   COptimizationResult result;
   try {
-    result = Optimize(problem, starts, task.optimizer, task.moduleType == 1 ? 1 : kImprovementsKeptPerRun);
+    result = RunLocalSearches(problem, starts, plan);
   } catch (const std::invalid_argument& error) {  // settings the optimiser does not know
     throw CTaskDataError(fmt::format("task {}: {}", taskId, error.what()));
   }
+  SnapToAllowedValues(result, problem, task, plan.improvementsKept);
   nNumAnalyses += result.analyses;
   nNumGradCalc += result.gradients;
 
@@ -222,7 +296,8 @@ CTaskSolution SolveTask(int taskId) {
   CTaskSolution solution;
   solution.taskId = taskId;
   solution.best = result.Best();
-  solution.feasible = solution.best.maxConstraint <= task.tolerance;
+  solution.status = result.Status();
+  solution.feasible = IsConverged(solution.status) && solution.best.maxConstraint <= task.tolerance;
   solution.runs = static_cast<int>(result.runs.size());
   solution.analyses = result.analyses;
   solution.gradients = result.gradients;

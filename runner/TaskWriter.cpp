@@ -56,7 +56,8 @@ void WriteTask(int taskId, const CProblem& problem, POD* database) {
   task.m_strWorkDir = WorkDirectory();
   task.m_strObjectiveName = problem.objectiveName;
   task.m_vIntOptions = {problem.optimizer.maxEvaluations, problem.startPoints, static_cast<long>(problem.seed),
-                        static_cast<long>(problem.optimizer.gradient)};
+                        static_cast<long>(problem.optimizer.gradient), problem.optimizer.retries,
+                        problem.optimizer.rootStarts, problem.optimizer.suspiciousStarts};
   task.m_vaRealOptions = ToValarray(std::vector<double>{problem.optimizer.xTolerance, problem.optimizer.fTolerance,
                                                         problem.optimizer.maxSeconds, problem.optimizer.relativeStep});
   task.m_nTaskKind = kSearchTaskKind;

@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include "Algorithms.h"
 #include "Commands.h"
 #include "DiscreteModule.h"
 #include "ProblemFile.h"
@@ -57,8 +58,10 @@ int main(int argc, char** argv) {
   solveCommand->add_option("--log", solve.logPath, "log file (default: the database's name with .log)");
   solveCommand->add_option("--log-level", solve.logLevel, "log detail: 0 errors ... 3 module debug lines")
       ->check(CLI::Range(0, 9));
-  solveCommand->add_option("--optimizer", optimizer, "slsqp, cobyla or auglag (default: the file's)")
-      ->check(CLI::IsMember({"slsqp", "cobyla", "auglag"}));
+  std::vector<std::string> algorithmNames;
+  for (const CAlgorithm& algorithm : Algorithms()) algorithmNames.push_back(algorithm.name);
+  solveCommand->add_option("--optimizer", optimizer, AlgorithmNames(false) + " (default: the file's)")
+      ->check(CLI::IsMember(algorithmNames));
   solveCommand->add_option("--max-nodes", maxNodes, "stop after this many subtasks (0: no limit)")
       ->check(CLI::NonNegativeNumber);
   solveCommand->add_option("--time-limit", timeLimit, "stop after this many seconds (0: no limit)")
@@ -78,6 +81,8 @@ int main(int argc, char** argv) {
   treeCommand->add_option("--format", format, "text or dot")->check(CLI::IsMember({"text", "dot"}));
 
   CLI::App* versionCommand = app.add_subcommand("version", "print the program's and the module's versions");
+  CLI::App* optimizersCommand =
+      app.add_subcommand("optimizers", "list the continuous optimisers: name, then what it is, one per line");
 
   try {
     app.parse(argc, argv);
@@ -97,5 +102,9 @@ int main(int argc, char** argv) {
     return Guarded([&] { return RunTree(database, taskId, treeFormat, stdout); });
   }
   if (versionCommand->parsed()) return Guarded([&] { return RunVersion(stdout); });
+  if (optimizersCommand->parsed()) {
+    for (const CAlgorithm& algorithm : Algorithms()) fmt::print("{:<8} {}\n", algorithm.name, algorithm.description);
+    return 0;
+  }
   return static_cast<int>(EExitCode::UsageError);
 }

@@ -110,10 +110,11 @@ TEST_F(Search, TheNodeLimitClosesTheSearchWithTheBestDesignSoFar) {
   EXPECT_TRUE(outcome.discreteFeasible);
 }
 
-TEST_F(Search, TheTimeLimitStopsAfterTheNodeInProgress) {
+TEST_F(Search, TheTimeLimitBoundsTheWholeRunTheRootsSolveIncluded) {
   const CSearchOutcome outcome = Run(1000, {0, 1e-9});
   EXPECT_EQ(outcome.end, ESearchEnd::TimeLimit);
-  EXPECT_EQ(outcome.nodesSolved, 1);
+  EXPECT_TRUE(outcome.rootUnsolved);
+  EXPECT_EQ(outcome.nodesSolved, 0);
   EXPECT_EQ(CFakeModule::stopped.size(), 1u);
 }
 
@@ -124,29 +125,31 @@ TEST_F(Search, AModuleFailureSaysWhatTheSearchWasDoing) {
 
 TEST(NodeMirror, ClassifiesNodesAsTheModulesNodeTestDoes) {
   CNodeMirror mirror(true, 1e-6);
-  EXPECT_EQ(mirror.NodeSolved(1, 5.0, 1e-6, false), ENodeOutcome::ToBranch);  // at the tolerance: feasible
-  EXPECT_EQ(mirror.NodeSolved(2, 1.0, 2e-6, true), ENodeOutcome::Infeasible);
+  EXPECT_EQ(mirror.NodeSolved(1, true, 5.0, 1e-6, false), ENodeOutcome::ToBranch);  // at the tolerance: feasible
+  EXPECT_EQ(mirror.NodeSolved(2, true, 1.0, 2e-6, true), ENodeOutcome::Infeasible);
   EXPECT_FALSE(mirror.HasIncumbent());
-  EXPECT_EQ(mirror.NodeSolved(3, 7.0, 0.0, true), ENodeOutcome::DiscreteFeasible);
+  EXPECT_EQ(mirror.NodeSolved(3, true, 7.0, 0.0, true), ENodeOutcome::DiscreteFeasible);
   EXPECT_EQ(mirror.IncumbentTask(), 3);
-  EXPECT_EQ(mirror.NodeSolved(4, 7.5, 0.0, false), ENodeOutcome::WorseThanIncumbent);
-  EXPECT_EQ(mirror.NodeSolved(5, 7.0, 0.0, true), ENodeOutcome::DiscreteFeasible);  // a tie passes ...
+  EXPECT_EQ(mirror.NodeSolved(4, true, 7.5, 0.0, false), ENodeOutcome::WorseThanIncumbent);
+  EXPECT_EQ(mirror.NodeSolved(5, true, 7.0, 0.0, true), ENodeOutcome::DiscreteFeasible);  // a tie passes ...
   EXPECT_EQ(mirror.IncumbentTask(), 3);                                          // ... and keeps the incumbent
-  EXPECT_EQ(mirror.NodeSolved(6, 6.0, 0.0, true), ENodeOutcome::DiscreteFeasible);
+  EXPECT_EQ(mirror.NodeSolved(6, true, 6.0, 0.0, true), ENodeOutcome::DiscreteFeasible);
   EXPECT_EQ(mirror.IncumbentTask(), 6);
   EXPECT_EQ(mirror.IncumbentObjective(), 6.0);
+  EXPECT_EQ(mirror.NodeSolved(7, false, 1.0, 0.0, true), ENodeOutcome::Unsolved);  // never a design ...
+  EXPECT_EQ(mirror.IncumbentTask(), 6);                                           // ... nor an incumbent
 
   CNodeMirror maximising(false, 0.0);
-  maximising.NodeSolved(1, 7.0, 0.0, true);
-  EXPECT_EQ(maximising.NodeSolved(2, 6.0, -1.0, false), ENodeOutcome::WorseThanIncumbent);
-  EXPECT_EQ(maximising.NodeSolved(3, 8.0, -1.0, true), ENodeOutcome::DiscreteFeasible);
+  maximising.NodeSolved(1, true, 7.0, 0.0, true);
+  EXPECT_EQ(maximising.NodeSolved(2, true, 6.0, -1.0, false), ENodeOutcome::WorseThanIncumbent);
+  EXPECT_EQ(maximising.NodeSolved(3, true, 8.0, -1.0, true), ENodeOutcome::DiscreteFeasible);
   EXPECT_EQ(maximising.IncumbentTask(), 3);
 }
 
 TEST(NodeMirror, ANodeStaysOpenUntilItsSecondChild) {
   CNodeMirror mirror(true, 0.0);
-  mirror.NodeSolved(1, 1.0, 0.0, false);
-  mirror.NodeSolved(2, 2.0, 0.0, false);
+  mirror.NodeSolved(1, true, 1.0, 0.0, false);
+  mirror.NodeSolved(2, true, 2.0, 0.0, false);
   EXPECT_EQ(mirror.OpenNodes(), 2);
   mirror.ChildGenerated(1);
   EXPECT_EQ(mirror.OpenNodes(), 2);

@@ -1,0 +1,34 @@
+#pragma once
+
+// The continuous local-search algorithms the program offers: the one list
+// that the problem file, the command line, the optimiser and the docs use.
+//
+//   "slsqp"  sequential quadratic programming (Kraft 1988), the default;
+//   "cobyla" linear approximations, no gradients (Powell 1994);
+//   "auglag" augmented Lagrangian (Conn, Gould & Toint 1991; Birgin &
+//            Martinez 2008) around limited-memory BFGS (Nocedal 1980).
+// All three from NLopt (Johnson, The NLopt nonlinear-optimization package).
+
+#include <string>
+#include <vector>
+
+struct CAlgorithm {
+  const char* name;         // as files and the command line write it
+  const char* description;  // one line, for help texts
+  bool usesGradients;       // asks for finite-difference gradients
+  const char* fallback;     // the algorithm a local search that did not converge is retried with
+  int nloptAlgorithm;       // NLopt's nlopt_algorithm that runs it
+};
+
+// Every algorithm, the default first.
+const std::vector<CAlgorithm>& Algorithms();
+
+// The algorithm of that name, or null.
+const CAlgorithm* FindAlgorithm(const std::string& name);
+
+// The algorithm of that name; throws std::invalid_argument, naming the
+// algorithms there are, when there is none.
+const CAlgorithm& AlgorithmNamed(const std::string& name);
+
+// The names for messages: "slsqp", "cobyla" or "auglag" (quoted when asked).
+std::string AlgorithmNames(bool quoted);
