@@ -8,7 +8,8 @@ const std::vector<CAlgorithm>& Algorithms() {
   static const std::vector<CAlgorithm> algorithms{
       {"slsqp", "sequential quadratic programming (gradients)", true, "cobyla", NLOPT_LD_SLSQP},
       {"cobyla", "linear approximations, no gradients", false, "slsqp", NLOPT_LN_COBYLA},
-      {"auglag", "augmented Lagrangian around limited-memory BFGS (gradients)", true, "slsqp", NLOPT_AUGLAG},
+      {"auglag", "augmented Lagrangian around limited-memory BFGS (gradients)", true, "slsqp",
+       NLOPT_AUGLAG},
   };
   return algorithms;
 }
@@ -22,7 +23,8 @@ const CAlgorithm* FindAlgorithm(const std::string& name) {
 
 const CAlgorithm& AlgorithmNamed(const std::string& name) {
   const CAlgorithm* algorithm = FindAlgorithm(name);
-  if (algorithm == nullptr) throw std::invalid_argument("unknown optimiser '" + name + "'; use " + AlgorithmNames(false));
+  if (algorithm == nullptr)
+    throw std::invalid_argument("unknown optimiser '" + name + "'; use " + AlgorithmNames(false));
   return *algorithm;
 }
 

@@ -18,12 +18,14 @@ double NearestAllowedValue(double x, const CAllowedValues& allowed) {
 
 }  // namespace
 
-std::vector<CAllowedValues> AllowedValuesOf(const std::vector<int>& setIds, const std::vector<int>& definedSetIds,
-                                            const std::vector<std::vector<double>>& definedSetValues) {
+std::vector<CAllowedValues> AllowedValuesOf(
+    const std::vector<int>& setIds, const std::vector<int>& definedSetIds,
+    const std::vector<std::vector<double>>& definedSetValues) {
   std::vector<CAllowedValues> allowed(setIds.size());
   for (size_t i = 0; i < setIds.size(); ++i) {
     if (setIds[i] == -1) allowed[i].isInteger = true;
-    for (size_t k = 0; setIds[i] > 0 && k < definedSetIds.size() && k < definedSetValues.size(); ++k) {
+    for (size_t k = 0; setIds[i] > 0 && k < definedSetIds.size() && k < definedSetValues.size();
+         ++k) {
       if (definedSetIds[k] != setIds[i]) continue;
       allowed[i].setValues = definedSetValues[k];
       std::sort(allowed[i].setValues.begin(), allowed[i].setValues.end());

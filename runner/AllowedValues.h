@@ -21,16 +21,17 @@
 constexpr double kSnapTolerance = 1e-9;
 
 struct CAllowedValues {
-  bool isInteger = false;        // whole numbers only
-  std::vector<double> setValues; // allowed values of a set variable, ascending; empty otherwise
+  bool isInteger = false;         // whole numbers only
+  std::vector<double> setValues;  // allowed values of a set variable, ascending; empty otherwise
   bool IsRestricted() const { return isInteger || !setValues.empty(); }
 };
 
 // The allowed values of each variable of a task, from its CDVar set ids and
 // its CDSet (ids and values); the database must be open and the records read
 // by the caller.
-std::vector<CAllowedValues> AllowedValuesOf(const std::vector<int>& setIds, const std::vector<int>& definedSetIds,
-                                            const std::vector<std::vector<double>>& definedSetValues);
+std::vector<CAllowedValues> AllowedValuesOf(
+    const std::vector<int>& setIds, const std::vector<int>& definedSetIds,
+    const std::vector<std::vector<double>>& definedSetValues);
 
 // Moves each restricted value that lies within kSnapTolerance of an allowed
 // value inside [lower, upper] onto it. Returns whether any value moved.

@@ -27,12 +27,18 @@ ESolveStatus StatusOf(nlopt_result result, bool timedOut) {
     case NLOPT_SUCCESS:
     case NLOPT_STOPVAL_REACHED:
     case NLOPT_FTOL_REACHED:
-    case NLOPT_XTOL_REACHED: return ESolveStatus::Converged;
-    case NLOPT_MAXEVAL_REACHED: return ESolveStatus::EvaluationLimit;
-    case NLOPT_MAXTIME_REACHED: return ESolveStatus::TimeLimit;
-    case NLOPT_ROUNDOFF_LIMITED: return ESolveStatus::RoundOff;
-    case NLOPT_FORCED_STOP: return timedOut ? ESolveStatus::TimeLimit : ESolveStatus::Failed;
-    default: return ESolveStatus::Failed;
+    case NLOPT_XTOL_REACHED:
+      return ESolveStatus::Converged;
+    case NLOPT_MAXEVAL_REACHED:
+      return ESolveStatus::EvaluationLimit;
+    case NLOPT_MAXTIME_REACHED:
+      return ESolveStatus::TimeLimit;
+    case NLOPT_ROUNDOFF_LIMITED:
+      return ESolveStatus::RoundOff;
+    case NLOPT_FORCED_STOP:
+      return timedOut ? ESolveStatus::TimeLimit : ESolveStatus::Failed;
+    default:
+      return ESolveStatus::Failed;
   }
 }
 
@@ -42,7 +48,8 @@ bool IsFinite(const CEvaluatedDesign& design) {
 
 double SecondsUntil(std::chrono::steady_clock::time_point deadline) {
   if (deadline == std::chrono::steady_clock::time_point::max()) return 0.0;  // NLopt's "no limit"
-  const double seconds = std::chrono::duration<double>(deadline - std::chrono::steady_clock::now()).count();
+  const double seconds =
+      std::chrono::duration<double>(deadline - std::chrono::steady_clock::now()).count();
   return std::max(seconds, 1e-3);  // a limit of 0 would mean none
 }
 
@@ -53,8 +60,11 @@ double SecondsUntil(std::chrono::steady_clock::time_point deadline) {
 // constraints of one point in separate calls.
 class CLocalSearch {
  public:
-  CLocalSearch(const CContinuousProblem& problem, const COptimizerSettings& settings, int maxImprovements)
-      : m_problem(problem), m_settings(settings), m_maxImprovements(maxImprovements),
+  CLocalSearch(const CContinuousProblem& problem, const COptimizerSettings& settings,
+               int maxImprovements)
+      : m_problem(problem),
+        m_settings(settings),
+        m_maxImprovements(maxImprovements),
         m_constraintCount(static_cast<int>(problem.isEquality.size())) {
     for (size_t i = 0; i < problem.lower.size(); ++i) {
       if (problem.upper[i] > problem.lower[i]) m_free.push_back(static_cast<int>(i));
@@ -62,13 +72,15 @@ class CLocalSearch {
     for (int k = 0; k < m_constraintCount; ++k) {
       (problem.isEquality[k] ? m_equalities : m_inequalities).push_back(k);
     }
-    const double defaultStep = settings.relativeStep > 0 ? settings.relativeStep : DefaultRelativeStep(settings.gradient);
+    const double defaultStep =
+        settings.relativeStep > 0 ? settings.relativeStep : DefaultRelativeStep(settings.gradient);
     m_differences.kind = settings.gradient;
     for (int i : m_free) {
       m_differences.lower.push_back(problem.lower[i]);
       m_differences.upper.push_back(problem.upper[i]);
       m_differences.typical.push_back(problem.typicalMagnitude[i]);
-      m_differences.relativeStep.push_back(problem.relativeStep[i] > 0 ? problem.relativeStep[i] : defaultStep);
+      m_differences.relativeStep.push_back(problem.relativeStep[i] > 0 ? problem.relativeStep[i]
+                                                                       : defaultStep);
     }
   }
 
@@ -99,7 +111,9 @@ class CLocalSearch {
   void Search(std::vector<double>& freeValues) {
     const nlopt_result result = RunNlopt(MakeOptimizer(), freeValues);
     SetStatus(result, "");
-    if (!AlgorithmNamed(m_settings.algorithm).usesGradients || IsFeasible(m_run->best) || m_constraintCount == 0 || m_timedOut) return;
+    if (!AlgorithmNamed(m_settings.algorithm).usesGradients || IsFeasible(m_run->best) ||
+        m_constraintCount == 0 || m_timedOut)
+      return;
     // Restoration: from the run's best design, minimise the constraint
     // violation within the bounds alone, then search once more from there.
     std::vector<double> restart = FreeValuesOf(m_run->best);
@@ -118,9 +132,10 @@ class CLocalSearch {
     m_optimizer = optimizer.get();
     m_timedOut = false;
     const double remaining = SecondsUntil(m_problem.deadline);
-    const double limit = m_settings.maxSeconds > 0 && (remaining == 0 || m_settings.maxSeconds < remaining)
-                             ? m_settings.maxSeconds
-                             : remaining;
+    const double limit =
+        m_settings.maxSeconds > 0 && (remaining == 0 || m_settings.maxSeconds < remaining)
+            ? m_settings.maxSeconds
+            : remaining;
     if (limit > 0) nlopt_set_maxtime(optimizer.get(), limit);
     double value = 0.0;
     const nlopt_result result = nlopt_optimize(optimizer.get(), freeValues.data(), &value);
@@ -129,7 +144,9 @@ class CLocalSearch {
     return result;
   }
 
-  bool IsFeasible(const CEvaluatedDesign& design) const { return design.maxConstraint <= m_problem.tolerance; }
+  bool IsFeasible(const CEvaluatedDesign& design) const {
+    return design.maxConstraint <= m_problem.tolerance;
+  }
 
   std::vector<double> FreeValuesOf(const CEvaluatedDesign& design) const {
     std::vector<double> values;
@@ -180,13 +197,15 @@ class CLocalSearch {
 
   NloptPointer MakeOptimizer() {
     const unsigned n = static_cast<unsigned>(m_free.size());
-    const auto algorithm = static_cast<nlopt_algorithm>(AlgorithmNamed(m_settings.algorithm).nloptAlgorithm);
+    const auto algorithm =
+        static_cast<nlopt_algorithm>(AlgorithmNamed(m_settings.algorithm).nloptAlgorithm);
     NloptPointer optimizer = MakeBounded(algorithm);
     nlopt_set_min_objective(optimizer.get(), &CLocalSearch::Objective, this);
     const double constraintTolerance = 0.1 * m_problem.tolerance;
     if (!m_inequalities.empty()) {
       const std::vector<double> tolerances(m_inequalities.size(), constraintTolerance);
-      nlopt_add_inequality_mconstraint(optimizer.get(), static_cast<unsigned>(m_inequalities.size()),
+      nlopt_add_inequality_mconstraint(optimizer.get(),
+                                       static_cast<unsigned>(m_inequalities.size()),
                                        &CLocalSearch::Inequalities, this, tolerances.data());
     }
     if (!m_equalities.empty()) {
@@ -249,7 +268,8 @@ class CLocalSearch {
     m_jacobianValid = false;
     if (IsBetterDesign(design, m_run->best, m_problem.minimize, m_problem.tolerance)) {
       m_run->best = design;
-      if (static_cast<int>(m_run->improvements.size()) >= m_maxImprovements && m_maxImprovements > 0) {
+      if (static_cast<int>(m_run->improvements.size()) >= m_maxImprovements &&
+          m_maxImprovements > 0) {
         m_run->improvements.back() = design;
       } else if (m_maxImprovements > 0) {
         m_run->improvements.push_back(design);
@@ -262,7 +282,8 @@ class CLocalSearch {
     const FVectorFunction outputs = [this](const double* freeValues, double* values) {
       OutputsOf(EvaluateFull(DesignAt(freeValues)), values);
     };
-    EstimateJacobian(outputs, m_constraintCount + 1, m_cachedFree, m_cachedOutputs, m_differences, m_jacobian);
+    EstimateJacobian(outputs, m_constraintCount + 1, m_cachedFree, m_cachedOutputs, m_differences,
+                     m_jacobian);
     ++m_gradients;
     m_jacobianValid = true;
   }
@@ -328,51 +349,56 @@ class CLocalSearch {
     }
   }
 
-  static void Inequalities(unsigned, double* result, unsigned, const double* freeValues, double* gradient,
-                           void* data) {
+  static void Inequalities(unsigned, double* result, unsigned, const double* freeValues,
+                           double* gradient, void* data) {
     auto* search = static_cast<CLocalSearch*>(data);
-    search->Guarded([&] { Constraints(search->m_inequalities, result, freeValues, gradient, search); });
+    search->Guarded(
+        [&] { Constraints(search->m_inequalities, result, freeValues, gradient, search); });
   }
 
-  static void Equalities(unsigned, double* result, unsigned, const double* freeValues, double* gradient,
-                         void* data) {
+  static void Equalities(unsigned, double* result, unsigned, const double* freeValues,
+                         double* gradient, void* data) {
     auto* search = static_cast<CLocalSearch*>(data);
-    search->Guarded([&] { Constraints(search->m_equalities, result, freeValues, gradient, search); });
+    search->Guarded(
+        [&] { Constraints(search->m_equalities, result, freeValues, gradient, search); });
   }
 
-  const CContinuousProblem& m_problem;     // not owned
-  const COptimizerSettings& m_settings;    // not owned
-  int m_maxImprovements;                   // improvements kept per run
-  int m_constraintCount;                   // constraints of the problem
-  std::vector<int> m_free;                 // variables with lower < upper, ascending
-  std::vector<int> m_inequalities;         // constraint indices of inequalities
-  std::vector<int> m_equalities;           // constraint indices of equalities
-  CFiniteDifferenceSetup m_differences;    // over the free variables
-  std::vector<double> m_design;            // the current run's design; fixed variables at their values
-  CLocalRun* m_run = nullptr;              // the run in progress; null between runs
-  bool m_cacheValid = false;               // m_cachedFree was evaluated in this run
-  std::vector<double> m_cachedFree;        // free values of the last point NLopt asked for
-  std::vector<double> m_cachedOutputs;     // NLopt's values there: objective, then constraints
-  bool m_jacobianValid = false;            // m_jacobian belongs to m_cachedFree
-  std::vector<double> m_jacobian;          // (1 + constraints) x free variables, row-major
-  int m_gradients = 0;                     // Jacobians estimated
-  int m_analyses = 0;                      // analyses of all runs so far
-  nlopt_opt m_optimizer = nullptr;         // the optimiser running; null between runs
-  bool m_timedOut = false;                 // the running optimiser was stopped by the deadline
-  std::exception_ptr m_failure;            // exception of a callback, rethrown after NLopt returns
+  const CContinuousProblem& m_problem;   // not owned
+  const COptimizerSettings& m_settings;  // not owned
+  int m_maxImprovements;                 // improvements kept per run
+  int m_constraintCount;                 // constraints of the problem
+  std::vector<int> m_free;               // variables with lower < upper, ascending
+  std::vector<int> m_inequalities;       // constraint indices of inequalities
+  std::vector<int> m_equalities;         // constraint indices of equalities
+  CFiniteDifferenceSetup m_differences;  // over the free variables
+  std::vector<double> m_design;         // the current run's design; fixed variables at their values
+  CLocalRun* m_run = nullptr;           // the run in progress; null between runs
+  bool m_cacheValid = false;            // m_cachedFree was evaluated in this run
+  std::vector<double> m_cachedFree;     // free values of the last point NLopt asked for
+  std::vector<double> m_cachedOutputs;  // NLopt's values there: objective, then constraints
+  bool m_jacobianValid = false;         // m_jacobian belongs to m_cachedFree
+  std::vector<double> m_jacobian;       // (1 + constraints) x free variables, row-major
+  int m_gradients = 0;                  // Jacobians estimated
+  int m_analyses = 0;                   // analyses of all runs so far
+  nlopt_opt m_optimizer = nullptr;      // the optimiser running; null between runs
+  bool m_timedOut = false;              // the running optimiser was stopped by the deadline
+  std::exception_ptr m_failure;         // exception of a callback, rethrown after NLopt returns
 };
 
 }  // namespace
 
-COptimizationResult Optimize(const CContinuousProblem& problem, const std::vector<std::vector<double>>& startPoints,
+COptimizationResult Optimize(const CContinuousProblem& problem,
+                             const std::vector<std::vector<double>>& startPoints,
                              const COptimizerSettings& settings, int maxImprovements) {
-  if (startPoints.empty()) throw std::invalid_argument("the optimiser needs at least one start point");
+  if (startPoints.empty())
+    throw std::invalid_argument("the optimiser needs at least one start point");
   CLocalSearch search(problem, settings, maxImprovements);
   COptimizationResult result;
   for (size_t s = 0; s < startPoints.size(); ++s) {
     result.runs.push_back(search.Run(startPoints[s], static_cast<int>(s)));
     result.analyses += result.runs.back().analyses;
-    if (IsBetterDesign(result.runs.back().best, result.Best(), problem.minimize, problem.tolerance)) {
+    if (IsBetterDesign(result.runs.back().best, result.Best(), problem.minimize,
+                       problem.tolerance)) {
       result.bestRun = static_cast<int>(s);
     }
   }
@@ -387,7 +413,8 @@ ESolveStatus COptimizationResult::Status() const {
   return runs[bestRun].status;
 }
 
-CEvaluatedDesign EvaluateDesign(const CContinuousProblem& problem, const std::vector<double>& values) {
+CEvaluatedDesign EvaluateDesign(const CContinuousProblem& problem,
+                                const std::vector<double>& values) {
   CEvaluatedDesign evaluated;
   evaluated.values = values;
   evaluated.constraints.resize(problem.isEquality.size());

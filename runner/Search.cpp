@@ -12,7 +12,8 @@ namespace {
 int ParentOf(int taskId) {
   CTask task(GetPOD());
   task.m_nTaskID = taskId;
-  if (!task.GetObject()) throw CTaskDataError(fmt::format("task {}: its CTask record is missing", taskId));
+  if (!task.GetObject())
+    throw CTaskDataError(fmt::format("task {}: its CTask record is missing", taskId));
   return task.m_nParentTaskID;
 }
 
@@ -25,15 +26,21 @@ struct CDiscreteResult {
 CDiscreteResult DiscreteResultOf(int taskId) {
   CResult result(GetPOD());
   result.m_nTaskID = taskId;
-  if (!result.GetObject()) throw CTaskDataError(fmt::format("task {}: its CResult record is missing", taskId));
+  if (!result.GetObject())
+    throw CTaskDataError(fmt::format("task {}: its CResult record is missing", taskId));
   return {static_cast<int>(result.m_nResultTask), result.m_nDiscreteFeasible != 0};
 }
 
 }  // namespace
 
 CBranchAndBoundSearch::CBranchAndBoundSearch(const CDiscreteModule& module, FSolveTask solveTask,
-                                             CSearchObserver& observer, const CSearchLimits& limits, CLogFile* log)
-    : m_module(module), m_solveTask(std::move(solveTask)), m_observer(observer), m_limits(limits), m_log(log) {}
+                                             CSearchObserver& observer, const CSearchLimits& limits,
+                                             CLogFile* log)
+    : m_module(module),
+      m_solveTask(std::move(solveTask)),
+      m_observer(observer),
+      m_limits(limits),
+      m_log(log) {}
 
 template <class FCall>
 auto CBranchAndBoundSearch::CallModule(const std::string& doing, FCall call) const {
@@ -101,8 +108,9 @@ void CBranchAndBoundSearch::SolveSearchTask() {
 
 int CBranchAndBoundSearch::StartSearch() {
   const int searchTaskId = m_outcome.searchTaskId;
-  const int firstSubtask = CallModule(fmt::format("starting the search of task {}", searchTaskId),
-                                      [&] { return m_module.GenDiscreteTask(searchTaskId, m_log); });
+  const int firstSubtask =
+      CallModule(fmt::format("starting the search of task {}", searchTaskId),
+                 [&] { return m_module.GenDiscreteTask(searchTaskId, m_log); });
   Report(searchTaskId, 0, m_searchSolution, DiscreteResultOf(searchTaskId).discreteFeasible);
   if (firstSubtask != 0) m_mirror.ChildGenerated(ParentOf(firstSubtask));
   return firstSubtask;
@@ -119,8 +127,9 @@ void CBranchAndBoundSearch::SolveAndPost(int subtaskId) {
 }
 
 int CBranchAndBoundSearch::NextSubtask() {
-  const int subtaskId = CallModule(fmt::format("making the subtask after node {}", m_outcome.nodesSolved),
-                                   [&] { return m_module.GenDiscreteTask(0, m_log); });
+  const int subtaskId =
+      CallModule(fmt::format("making the subtask after node {}", m_outcome.nodesSolved),
+                 [&] { return m_module.GenDiscreteTask(0, m_log); });
   if (subtaskId != 0) m_mirror.ChildGenerated(ParentOf(subtaskId));
   return subtaskId;
 }
@@ -162,7 +171,8 @@ void CBranchAndBoundSearch::Report(int taskId, int parentTaskId, const CTaskSolu
 
 std::chrono::steady_clock::time_point CBranchAndBoundSearch::Deadline() const {
   constexpr double kLongestLimit = 1e9;  // seconds; beyond it (31 years) there is no deadline
-  if (!(m_limits.timeLimit > 0) || m_limits.timeLimit > kLongestLimit) return std::chrono::steady_clock::time_point::max();
+  if (!(m_limits.timeLimit > 0) || m_limits.timeLimit > kLongestLimit)
+    return std::chrono::steady_clock::time_point::max();
   return m_started + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
                          std::chrono::duration<double>(m_limits.timeLimit));
 }

@@ -33,5 +33,6 @@ struct CSolvePlan {
 // order made (a run's startIndex is its own index; runs from index
 // `starts.size()` on began at points made here), analyses and gradients
 // summed, the best run chosen over all of them.
-COptimizationResult RunLocalSearches(const CContinuousProblem& problem, const std::vector<std::vector<double>>& starts,
+COptimizationResult RunLocalSearches(const CContinuousProblem& problem,
+                                     const std::vector<std::vector<double>>& starts,
                                      const CSolvePlan& plan);

@@ -1,5 +1,6 @@
 #include "TaskSolver.h"
 
+#include <fmt/format.h>
 #include <sys/time.h>
 
 #include <chrono>
@@ -8,8 +9,6 @@
 #include <limits>
 #include <memory>
 #include <stdexcept>
-
-#include <fmt/format.h>
 
 #include "LatinHypercube.h"
 #include "Optimizer.h"
@@ -39,10 +38,11 @@ std::vector<double> ReadPoint(int taskId, int pointId, size_t variableCount) {
   CDPoint point(GetPOD());
   point.m_nTaskID = taskId;
   point.m_nPointID = pointId;
-  if (!point.GetObject()) throw CTaskDataError(fmt::format("task {}: its design point {} is missing", taskId, pointId));
+  if (!point.GetObject())
+    throw CTaskDataError(fmt::format("task {}: its design point {} is missing", taskId, pointId));
   if (point.m_vaValues.size() != variableCount) {
-    throw CTaskDataError(fmt::format("task {}: design point {} holds {} values for {} variables", taskId, pointId,
-                                     point.m_vaValues.size(), variableCount));
+    throw CTaskDataError(fmt::format("task {}: design point {} holds {} values for {} variables",
+                                     taskId, pointId, point.m_vaValues.size(), variableCount));
   }
   return ToVector(point.m_vaValues);
 }
@@ -82,7 +82,8 @@ std::vector<std::vector<double>> PrepareStartPoints(const CTaskProblem& task) {
       starts.push_back(std::move(sample));
     }
   } else {
-    for (int pointId = 1; pointId < count; ++pointId) starts.push_back(ReadPoint(task.taskId, pointId, n));
+    for (int pointId = 1; pointId < count; ++pointId)
+      starts.push_back(ReadPoint(task.taskId, pointId, n));
   }
   return starts;
 }
@@ -90,8 +91,8 @@ std::vector<std::vector<double>> PrepareStartPoints(const CTaskProblem& task) {
 // Moves the discrete values of every run's best design onto their allowed
 // values where they lie within kSnapTolerance of one, evaluates the design
 // there (one analysis each), and chooses the best run again.
-void SnapToAllowedValues(COptimizationResult& result, const CContinuousProblem& problem, const CTaskProblem& task,
-                         int maxImprovements) {
+void SnapToAllowedValues(COptimizationResult& result, const CContinuousProblem& problem,
+                         const CTaskProblem& task, int maxImprovements) {
   for (CLocalRun& run : result.runs) {
     std::vector<double> values = run.best.values;
     if (!SnapToAllowedValues(values, task.allowed, task.lower, task.upper)) continue;
@@ -120,11 +121,12 @@ bool IsSuspicious(const CTaskProblem& task, const CEvaluatedDesign& best) {
   if (task.parentTaskId == 0 || !task.parentSolved || !task.parentFeasible) return false;
   if (!(best.maxConstraint <= task.tolerance)) return true;
   const double gap = std::max(task.tolerance, 1e-3 * std::fabs(task.parentObjective));
-  return task.minimize ? best.objective > task.parentObjective + gap : best.objective < task.parentObjective - gap;
+  return task.minimize ? best.objective > task.parentObjective + gap
+                       : best.objective < task.parentObjective - gap;
 }
 
-void WriteIteration(const CTaskProblem& task, CExpressionModel& model, int iteration, int run, int pointId,
-                    const CEvaluatedDesign& design) {
+void WriteIteration(const CTaskProblem& task, CExpressionModel& model, int iteration, int run,
+                    int pointId, const CEvaluatedDesign& design) {
   CIter record(GetPOD());
   record.m_nTaskID = task.taskId;
   record.m_nIter = iteration;
@@ -161,10 +163,12 @@ struct CBestIteration {
 // the best run first; returns where the best design is. `pointCount` comes in
 // as the number of start points stored before the run and leaves as the
 // number the task then has.
-CBestIteration WriteIterations(const CTaskProblem& task, CExpressionModel& model, const COptimizationResult& result,
-                               int& pointCount, int& iterationCount) {
+CBestIteration WriteIterations(const CTaskProblem& task, CExpressionModel& model,
+                               const COptimizationResult& result, int& pointCount,
+                               int& iterationCount) {
   for (const CLocalRun& run : result.runs) {
-    if (run.startIndex >= pointCount) WritePoint(task.taskId, run.startIndex, kSampledPoint, run.start);
+    if (run.startIndex >= pointCount)
+      WritePoint(task.taskId, run.startIndex, kSampledPoint, run.start);
   }
   pointCount = std::max(pointCount, static_cast<int>(result.runs.size()));
   std::vector<int> order{result.bestRun};
@@ -186,8 +190,9 @@ CBestIteration WriteIterations(const CTaskProblem& task, CExpressionModel& model
 }
 
 // Returns whether this was the task's first run (no iteration recorded before).
-bool WriteResult(const CTaskProblem& task, CExpressionModel& model, const COptimizationResult& result,
-                 const CBestIteration& best, int pointCount, int iterationCount, double seconds) {
+bool WriteResult(const CTaskProblem& task, CExpressionModel& model,
+                 const COptimizationResult& result, const CBestIteration& best, int pointCount,
+                 int iterationCount, double seconds) {
   CResult record(GetPOD());
   record.m_nTaskID = task.taskId;
   const bool existed = record.GetObject();
@@ -226,11 +231,12 @@ bool WriteResult(const CTaskProblem& task, CExpressionModel& model, const COptim
 
 // A task solved for the first time starts its run history afresh: a subtask
 // carries a copy of its parent's, which is not its own.
-void UpdateTask(const CTaskProblem& task, const COptimizationResult& result, const std::string& startTime,
-                double seconds, bool firstRun) {
+void UpdateTask(const CTaskProblem& task, const COptimizationResult& result,
+                const std::string& startTime, double seconds, bool firstRun) {
   CTask record(GetPOD());
   record.m_nTaskID = task.taskId;
-  if (!record.GetObject()) throw CTaskDataError(fmt::format("task {}: its CTask record is missing", task.taskId));
+  if (!record.GetObject())
+    throw CTaskDataError(fmt::format("task {}: its CTask record is missing", task.taskId));
   if (firstRun) {
     record.m_vRunCodes.clear();
     record.m_vaRunTimes.resize(0);
@@ -243,7 +249,8 @@ void UpdateTask(const CTaskProblem& task, const COptimizationResult& result, con
   for (size_t i = 0; i < record.m_vaRunTimes.size(); ++i) runTimes[i] = record.m_vaRunTimes[i];
   runTimes[runTimes.size() - 1] = seconds;
   record.m_vaRunTimes = runTimes;
-  for (size_t i = 0; i < record.m_vPointFlags.size() && i < result.runs.size(); ++i) record.m_vPointFlags[i] = 1;
+  for (size_t i = 0; i < record.m_vPointFlags.size() && i < result.runs.size(); ++i)
+    record.m_vPointFlags[i] = 1;
   if (record.m_nParentTaskID != 0) record.m_nTaskKind = kSubtaskKind;
   record.PutObject();
 }
@@ -265,15 +272,18 @@ CTaskSolution SolveTask(int taskId, std::chrono::steady_clock::time_point deadli
     model = std::make_unique<CExpressionModel>(task.model);
   } catch (const CExpressionError& error) {
     const bool isEquation = error.Where() == CExpressionError::EWhere::Equation;
-    const std::string& name = isEquation ? task.model.equations[error.Index()].first : task.responseNames[error.Index()];
-    throw CTaskDataError(fmt::format("task {}: {} '{}': {}", taskId, isEquation ? "equation" : "response", name, error.what()));
+    const std::string& name =
+        isEquation ? task.model.equations[error.Index()].first : task.responseNames[error.Index()];
+    throw CTaskDataError(fmt::format("task {}: {} '{}': {}", taskId,
+                                     isEquation ? "equation" : "response", name, error.what()));
   }
   CContinuousProblem problem = MakeContinuousProblem(task, *model);
   problem.deadline = deadline;
   CSolvePlan plan;
   plan.settings = task.optimizer;
   plan.improvementsKept = task.moduleType == 1 ? 1 : kImprovementsKeptPerRun;
-  plan.seed = task.seed ^ (static_cast<uint32_t>(taskId) * 2654435761u);  // Knuth's multiplicative hash
+  plan.seed =
+      task.seed ^ (static_cast<uint32_t>(taskId) * 2654435761u);  // Knuth's multiplicative hash
   plan.isSuspicious = [&task](const CEvaluatedDesign& best) { return IsSuspicious(task, best); };
   COptimizationResult result;
   try {
@@ -289,8 +299,10 @@ CTaskSolution SolveTask(int taskId, std::chrono::steady_clock::time_point deadli
   int pointCount = static_cast<int>(starts.size());
   int iterationCount = 0;
   const CBestIteration best = WriteIterations(task, *model, result, pointCount, iterationCount);
-  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
-  const bool firstRun = WriteResult(task, *model, result, best, pointCount, iterationCount, seconds);
+  const double seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+  const bool firstRun =
+      WriteResult(task, *model, result, best, pointCount, iterationCount, seconds);
   UpdateTask(task, result, startTime, seconds, firstRun);
 
   CTaskSolution solution;
