@@ -85,26 +85,26 @@ class Problem:
                 values = [values["from"] + k * values["step"] for k in range(count + 1)]
             sets[set_name] = list(values)
         self.variables = []  # (name, kind, lower, upper, allowed values or None)
-        for name, spec in data["variables"].items():
-            kind = spec.get("kind", "set" if "set" in spec else "continuous")
+        for name, entry in data["variables"].items():
+            kind = entry.get("kind", "set" if "set" in entry else "continuous")
             allowed = None
             if kind == "set":
-                values = sets[spec["set"]]
-                lower, upper = spec.get("lower", values[0]), spec.get("upper", values[-1])
+                values = sets[entry["set"]]
+                lower, upper = entry.get("lower", values[0]), entry.get("upper", values[-1])
                 allowed = [v for v in values if lower - 1e-12 <= v <= upper + 1e-12]
             else:
-                lower, upper = spec["lower"], spec["upper"]
+                lower, upper = entry["lower"], entry["upper"]
                 if kind == "integer":
                     allowed = list(range(math.ceil(lower), math.floor(upper) + 1))
             self.variables.append((name, kind, lower, upper, allowed))
-        self.reference_design = {name: spec["reference"] for name, spec in data["variables"].items()
-                                 if "reference" in spec}
+        self.reference_design = {name: entry["reference"] for name, entry in data["variables"].items()
+                                 if "reference" in entry}
         self.equations = [(name, compile_expression(text)) for name, text in data.get("equations", {}).items()]
         objective = data["objective"]
         self.objective = compile_expression(objective if isinstance(objective, str) else objective["expression"])
         self.constraints = []  # (name, code, operator, bound, scale)
-        for name, spec in data.get("constraints", {}).items():
-            text, scale = (spec, 1.0) if isinstance(spec, str) else (spec["expression"], spec.get("scale", 1.0))
+        for name, entry in data.get("constraints", {}).items():
+            text, scale = (entry, 1.0) if isinstance(entry, str) else (entry["expression"], entry.get("scale", 1.0))
             lhs, operator, rhs = _split_comparison(text)
             bound = eval(compile_expression(rhs), dict(NAMESPACE))
             self.constraints.append((name, compile_expression(lhs), operator, bound, scale))
