@@ -25,13 +25,8 @@ importlib.machinery.SourceFileLoader("benchmark_run", run.__file__).exec_module(
 
 # Problem -> what the default optimiser (slsqp) gave when the list was made.
 KNOWN_MISSES = {
-    "ex1224": "wrong local optimum (0.7930 against 0.9435); binaries reported 1e-16 instead of 0",
     "ex1226": "wrong local optimum (-8.333 against -17)",
-    "gbd": "objective reached, but b5 reported off 0 by rounding: discrete value not exact",
     "nvs04": "wrong local optimum (1.0e10 against 0.72): the local search fails from the middle of the bounds",
-    "nvs07": "objective reached, but i2 and i3 reported off 0: discrete values not exact",
-    "reliability_redundancy": "wrong local optimum (0.92975 against 0.93168)",
-    "st_e36": "wrong local optimum (-198.79 against -246): the equation's roots are isolated points",
 }
 
 
