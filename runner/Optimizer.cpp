@@ -97,8 +97,10 @@ class CLocalSearch {
     std::vector<double> freeValues;
     for (int i : m_free) freeValues.push_back(m_design[i]);
     m_cacheValid = false;
+    m_outputScales.assign(m_constraintCount + 1, 1.0);
     run.start = EvaluateFull(m_design);
     run.best = run.start;
+    if (!m_free.empty() && AlgorithmNamed(m_settings.algorithm).usesGradients) ScaleFromGradients(freeValues);
     if (!m_free.empty()) Search(freeValues);
     if (!IsFinite(run.best)) run.status = ESolveStatus::NonFinite;
     m_run = nullptr;
@@ -120,6 +122,33 @@ class CLocalSearch {
     RunNlopt(MakeRestoration(), restart);
     if (m_timedOut) return SetStatus(NLOPT_FORCED_STOP, " in restoration");
     SetStatus(RunNlopt(MakeOptimizer(), restart), " after restoration");
+  }
+
+  // Gradient-based scaling (Waechter & Biegler 2006, section 3.8): each
+  // output whose gradient at the start point is larger than
+  // kLargestScaledGradient in some component is divided by the factor that
+  // brings it down to that size, so that an objective or a constraint of 1e10
+  // does not swamp the quadratic model and the stopping tests. Outputs never
+  // grow. The start's Jacobian is the one a gradient-based algorithm asks for
+  // first, so the scaling costs no analysis.
+  void ScaleFromGradients(const std::vector<double>& freeValues) {
+    constexpr double kLargestScaledGradient = 100.0;
+    m_cachedFree = freeValues;
+    m_cachedOutputs.resize(m_constraintCount + 1);
+    OutputsOf(m_run->start, m_cachedOutputs.data());
+    m_cacheValid = true;
+    m_jacobianValid = false;
+    EnsureJacobian();
+    const size_t n = m_free.size();
+    for (int k = 0; k <= m_constraintCount; ++k) {
+      double largest = 0.0;
+      for (size_t j = 0; j < n; ++j) largest = std::max(largest, std::fabs(m_jacobian[k * n + j]));
+      if (!std::isfinite(largest) || largest <= kLargestScaledGradient) continue;
+      const double factor = largest / kLargestScaledGradient;
+      m_outputScales[k] = factor;
+      m_cachedOutputs[k] /= factor;
+      for (size_t j = 0; j < n; ++j) m_jacobian[k * n + j] /= factor;
+    }
   }
 
   void SetStatus(nlopt_result result, const char* when) {
@@ -201,15 +230,14 @@ class CLocalSearch {
         static_cast<nlopt_algorithm>(AlgorithmNamed(m_settings.algorithm).nloptAlgorithm);
     NloptPointer optimizer = MakeBounded(algorithm);
     nlopt_set_min_objective(optimizer.get(), &CLocalSearch::Objective, this);
-    const double constraintTolerance = 0.1 * m_problem.tolerance;
     if (!m_inequalities.empty()) {
-      const std::vector<double> tolerances(m_inequalities.size(), constraintTolerance);
+      const std::vector<double> tolerances = ConstraintTolerances(m_inequalities);
       nlopt_add_inequality_mconstraint(optimizer.get(),
                                        static_cast<unsigned>(m_inequalities.size()),
                                        &CLocalSearch::Inequalities, this, tolerances.data());
     }
     if (!m_equalities.empty()) {
-      const std::vector<double> tolerances(m_equalities.size(), constraintTolerance);
+      const std::vector<double> tolerances = ConstraintTolerances(m_equalities);
       nlopt_add_equality_mconstraint(optimizer.get(), static_cast<unsigned>(m_equalities.size()),
                                      &CLocalSearch::Equalities, this, tolerances.data());
     }
@@ -221,6 +249,14 @@ class CLocalSearch {
       nlopt_set_local_optimizer(optimizer.get(), local.get());  // NLopt keeps its own copy
     }
     return optimizer;
+  }
+
+  // NLopt's tolerance of each constraint: a tenth of the problem's, in the
+  // units the optimiser sees (after the gradient-based scaling).
+  std::vector<double> ConstraintTolerances(const std::vector<int>& constraints) const {
+    std::vector<double> tolerances;
+    for (int k : constraints) tolerances.push_back(0.1 * m_problem.tolerance / m_outputScales[k + 1]);
+    return tolerances;
   }
 
   void SetStoppingRules(nlopt_opt optimizer) const {
@@ -246,13 +282,16 @@ class CLocalSearch {
     return design;
   }
 
-  // What NLopt sees of an evaluated design; NaN becomes +HUGE_VAL (worst).
+  // What NLopt sees of an evaluated design: the objective in minimisation
+  // form over its scale, every output over its gradient-based factor; NaN
+  // becomes +HUGE_VAL (worst).
   void OutputsOf(const CEvaluatedDesign& design, double* outputs) const {
     const double sense = m_problem.minimize ? 1.0 : -1.0;
-    const double objective = sense * design.objective / m_problem.objectiveScale;
+    const double objective = sense * design.objective / m_problem.objectiveScale / m_outputScales[0];
     outputs[0] = std::isnan(objective) ? HUGE_VAL : objective;
     for (int k = 0; k < m_constraintCount; ++k) {
-      outputs[k + 1] = std::isnan(design.constraints[k]) ? HUGE_VAL : design.constraints[k];
+      const double value = design.constraints[k] / m_outputScales[k + 1];
+      outputs[k + 1] = std::isnan(value) ? HUGE_VAL : value;
     }
   }
 
@@ -378,6 +417,7 @@ class CLocalSearch {
   std::vector<double> m_cachedOutputs;  // NLopt's values there: objective, then constraints
   bool m_jacobianValid = false;         // m_jacobian belongs to m_cachedFree
   std::vector<double> m_jacobian;       // (1 + constraints) x free variables, row-major
+  std::vector<double> m_outputScales;  // gradient-based factor of each output (objective first); >= 1
   int m_gradients = 0;                  // Jacobians estimated
   int m_analyses = 0;                   // analyses of all runs so far
   nlopt_opt m_optimizer = nullptr;      // the optimiser running; null between runs
