@@ -37,7 +37,7 @@ def main():
     failures = []
     for path in sorted(HERE.glob("*.toml")):
         problem = run.verify.Problem(path)
-        outcome = run.run_one(pathlib.Path(arguments.program), problem, None, arguments.time_limit)
+        outcome = run.run_one(pathlib.Path(arguments.program), problem, None, arguments.time_limit, [])
         expected_miss = problem.name in KNOWN_MISSES
         line = (f"{problem.name:26} {outcome.status:10} objective {run.format_number(outcome.objective)} "
                 f"gap {outcome.gap:.2g} {outcome.note}")

@@ -20,19 +20,23 @@
 #include "SearchTreeView.h"
 
 struct CSolveOptions {
-  std::string problemFile;              // the problem (TOML)
-  std::string databasePath;             // empty: "<name>.db", or the first free "<name>-<n>.db"
-  std::string logPath;                  // empty: the database path with ".log" for ".db"
-  int logLevel = 1;                     // detail of the log; above 2 the module writes debug lines
+  std::string problemFile;               // the problem (TOML)
+  std::string databasePath;              // empty: "<name>.db", or the first free "<name>-<n>.db"
+  std::string logPath;                   // empty: the database path with ".log" for ".db"
+  int logLevel = 1;                      // detail of the log; above 2 the module writes debug lines
   std::optional<std::string> optimizer;  // overrides the file's algorithm; one of Algorithms()
-  std::optional<int> maxNodes;          // overrides the file's node limit; 0 for none
-  std::optional<double> timeLimit;      // overrides the file's time limit (seconds); 0 for none
-  bool quiet = false;                   // no progress line and no notes; the report only
+  std::optional<int> maxNodes;           // overrides the file's node limit; 0 for none
+  std::optional<double> timeLimit;       // overrides the file's time limit (seconds); 0 for none
+  std::optional<int> retries;            // override the file's optimizer.retries,
+  std::optional<int> rootStarts;         // ... optimizer.root_starts
+  std::optional<int> suspiciousStarts;   // ... and optimizer.suspicious_starts
+  bool quiet = false;                    // no progress line and no notes; the report only
 };
 
 EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages);
 EExitCode RunShow(const std::string& databasePath, std::optional<int> taskId, FILE* out);
-EExitCode RunTree(const std::string& databasePath, std::optional<int> taskId, ETreeFormat format, FILE* out);
+EExitCode RunTree(const std::string& databasePath, std::optional<int> taskId, ETreeFormat format,
+                  FILE* out);
 EExitCode RunVersion(FILE* out);
 
 // Opens an existing task database; unlike OpenTaskDatabase it never creates

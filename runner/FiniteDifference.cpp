@@ -9,6 +9,13 @@ double DefaultRelativeStep(EGradientKind kind) {
   return kind == EGradientKind::Central ? std::cbrt(epsilon) : std::sqrt(epsilon);
 }
 
+double StepOf(double x, double lower, double upper, double typical, double relativeStep) {
+  const double magnitude = std::max(typical, std::min(std::fabs(x), upper - lower));
+  const double step =
+      std::max(relativeStep * magnitude, 4 * std::numeric_limits<double>::epsilon() * std::fabs(x));
+  return (x + step) - x;  // the step the arithmetic actually takes
+}
+
 int EstimateJacobian(const FVectorFunction& function, int outputCount, const std::vector<double>& x,
                      const std::vector<double>& outputsAtX, const CFiniteDifferenceSetup& setup,
                      std::vector<double>& jacobian) {
@@ -25,13 +32,14 @@ int EstimateJacobian(const FVectorFunction& function, int outputCount, const std
     ++evaluations;
   };
   auto store = [&](size_t i, auto derivativeOf) {
-    for (int k = 0; k < outputCount; ++k) jacobian[static_cast<size_t>(k) * n + i] = derivativeOf(k);
+    for (int k = 0; k < outputCount; ++k)
+      jacobian[static_cast<size_t>(k) * n + i] = derivativeOf(k);
   };
   for (size_t i = 0; i < n; ++i) {
     const double lower = setup.lower[i];
     const double upper = setup.upper[i];
     if (!(upper > lower)) continue;
-    const double h = setup.relativeStep[i] * std::max(std::fabs(x[i]), setup.typical[i]);
+    const double h = StepOf(x[i], lower, upper, setup.typical[i], setup.relativeStep[i]);
     const bool central = setup.kind == EGradientKind::Central;
     if (central && x[i] - h >= lower && x[i] + h <= upper) {
       evaluateAt(i, x[i] + h, near);

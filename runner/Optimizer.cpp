@@ -100,7 +100,8 @@ class CLocalSearch {
     m_outputScales.assign(m_constraintCount + 1, 1.0);
     run.start = EvaluateFull(m_design);
     run.best = run.start;
-    if (!m_free.empty() && AlgorithmNamed(m_settings.algorithm).usesGradients) ScaleFromGradients(freeValues);
+    if (!m_free.empty() && AlgorithmNamed(m_settings.algorithm).usesGradients)
+      ScaleFromGradients(freeValues);
     if (!m_free.empty()) Search(freeValues);
     if (!IsFinite(run.best)) run.status = ESolveStatus::NonFinite;
     m_run = nullptr;
@@ -255,7 +256,8 @@ class CLocalSearch {
   // units the optimiser sees (after the gradient-based scaling).
   std::vector<double> ConstraintTolerances(const std::vector<int>& constraints) const {
     std::vector<double> tolerances;
-    for (int k : constraints) tolerances.push_back(0.1 * m_problem.tolerance / m_outputScales[k + 1]);
+    for (int k : constraints)
+      tolerances.push_back(0.1 * m_problem.tolerance / m_outputScales[k + 1]);
     return tolerances;
   }
 
@@ -287,7 +289,8 @@ class CLocalSearch {
   // becomes +HUGE_VAL (worst).
   void OutputsOf(const CEvaluatedDesign& design, double* outputs) const {
     const double sense = m_problem.minimize ? 1.0 : -1.0;
-    const double objective = sense * design.objective / m_problem.objectiveScale / m_outputScales[0];
+    const double objective =
+        sense * design.objective / m_problem.objectiveScale / m_outputScales[0];
     outputs[0] = std::isnan(objective) ? HUGE_VAL : objective;
     for (int k = 0; k < m_constraintCount; ++k) {
       const double value = design.constraints[k] / m_outputScales[k + 1];
@@ -417,12 +420,13 @@ class CLocalSearch {
   std::vector<double> m_cachedOutputs;  // NLopt's values there: objective, then constraints
   bool m_jacobianValid = false;         // m_jacobian belongs to m_cachedFree
   std::vector<double> m_jacobian;       // (1 + constraints) x free variables, row-major
-  std::vector<double> m_outputScales;  // gradient-based factor of each output (objective first); >= 1
-  int m_gradients = 0;                  // Jacobians estimated
-  int m_analyses = 0;                   // analyses of all runs so far
-  nlopt_opt m_optimizer = nullptr;      // the optimiser running; null between runs
-  bool m_timedOut = false;              // the running optimiser was stopped by the deadline
-  std::exception_ptr m_failure;         // exception of a callback, rethrown after NLopt returns
+  std::vector<double>
+      m_outputScales;               // gradient-based factor of each output (objective first); >= 1
+  int m_gradients = 0;              // Jacobians estimated
+  int m_analyses = 0;               // analyses of all runs so far
+  nlopt_opt m_optimizer = nullptr;  // the optimiser running; null between runs
+  bool m_timedOut = false;          // the running optimiser was stopped by the deadline
+  std::exception_ptr m_failure;     // exception of a callback, rethrown after NLopt returns
 };
 
 }  // namespace

@@ -1,9 +1,8 @@
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <memory>
-
-#include <fmt/format.h>
 
 #include "Commands.h"
 #include "DiscreteModule.h"
@@ -37,13 +36,17 @@ void ApplyOverrides(const CSolveOptions& options, CProblem& problem) {
   if (options.optimizer) problem.optimizer.algorithm = *options.optimizer;
   if (options.maxNodes) problem.limits.maxNodes = *options.maxNodes;
   if (options.timeLimit) problem.limits.timeLimit = *options.timeLimit;
+  if (options.retries) problem.optimizer.retries = *options.retries;
+  if (options.rootStarts) problem.optimizer.rootStarts = *options.rootStarts;
+  if (options.suspiciousStarts) problem.optimizer.suspiciousStarts = *options.suspiciousStarts;
 }
 
 }  // namespace
 
 std::string FreeDatabaseName(const std::string& problemName) {
   std::string candidate = problemName + ".db";
-  for (int n = 2; std::filesystem::exists(candidate); ++n) candidate = fmt::format("{}-{}.db", problemName, n);
+  for (int n = 2; std::filesystem::exists(candidate); ++n)
+    candidate = fmt::format("{}-{}.db", problemName, n);
   return candidate;
 }
 
@@ -75,8 +78,10 @@ EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages) {
   session.log = std::make_unique<CLogFile>(logPath.c_str(), options.logLevel);
   SetCurrentLog(session.log.get());
   const int searchTaskId = WriteSearchTask(problem);
-  session.log->WriteLine("SEARCH", fmt::format("{}: problem {} written as search task {} of {}", kProgramSignature,
-                                               problem.file, searchTaskId, databasePath).c_str());
+  session.log->WriteLine(
+      "SEARCH", fmt::format("{}: problem {} written as search task {} of {}", kProgramSignature,
+                            problem.file, searchTaskId, databasePath)
+                    .c_str());
 
   CObserverList observers;
   CSearchLog searchLog(*session.log);

@@ -2,10 +2,10 @@
 // files with the branch-and-bound module, and shows what a task database
 // holds. Usage in docs/cli.md; exit codes in ExitCodes.h.
 
-#include <functional>
+#include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
-#include <fmt/format.h>
+#include <functional>
 
 #include "Algorithms.h"
 #include "Commands.h"
@@ -52,25 +52,43 @@ int main(int argc, char** argv) {
   std::optional<int> maxNodes;
   std::optional<double> timeLimit;
   std::optional<std::string> optimizer;
-  CLI::App* solveCommand = app.add_subcommand("solve", "solve a problem file; writes a task database");
+  CLI::App* solveCommand =
+      app.add_subcommand("solve", "solve a problem file; writes a task database");
   solveCommand->add_option("problem", solve.problemFile, "problem file (TOML)")->required();
-  solveCommand->add_option("--db", solve.databasePath, "task database (default: <name>.db, never overwritten)");
-  solveCommand->add_option("--log", solve.logPath, "log file (default: the database's name with .log)");
-  solveCommand->add_option("--log-level", solve.logLevel, "log detail: 0 errors ... 3 module debug lines")
+  solveCommand->add_option("--db", solve.databasePath,
+                           "task database (default: <name>.db, never overwritten)");
+  solveCommand->add_option("--log", solve.logPath,
+                           "log file (default: the database's name with .log)");
+  solveCommand
+      ->add_option("--log-level", solve.logLevel, "log detail: 0 errors ... 3 module debug lines")
       ->check(CLI::Range(0, 9));
   std::vector<std::string> algorithmNames;
   for (const CAlgorithm& algorithm : Algorithms()) algorithmNames.push_back(algorithm.name);
-  solveCommand->add_option("--optimizer", optimizer, AlgorithmNames(false) + " (default: the file's)")
+  solveCommand
+      ->add_option("--optimizer", optimizer, AlgorithmNames(false) + " (default: the file's)")
       ->check(CLI::IsMember(algorithmNames));
   solveCommand->add_option("--max-nodes", maxNodes, "stop after this many subtasks (0: no limit)")
       ->check(CLI::NonNegativeNumber);
   solveCommand->add_option("--time-limit", timeLimit, "stop after this many seconds (0: no limit)")
       ->check(CLI::NonNegativeNumber);
+  solveCommand
+      ->add_option("--retries", solve.retries,
+                   "other start points for a local search that did not converge")
+      ->check(CLI::Range(0, 1000));
+  solveCommand
+      ->add_option("--root-starts", solve.rootStarts,
+                   "start points of the root's continuous problem")
+      ->check(CLI::Range(1, 1000));
+  solveCommand
+      ->add_option("--suspicious-starts", solve.suspiciousStarts,
+                   "further start points for a subtask whose result looks suspicious")
+      ->check(CLI::Range(0, 1000));
   solveCommand->add_flag("--quiet", solve.quiet, "no progress line and no notes; the report only");
 
   std::string database;
   std::optional<int> taskId;
-  CLI::App* showCommand = app.add_subcommand("show", "list the tasks of a database, or one task's records");
+  CLI::App* showCommand =
+      app.add_subcommand("show", "list the tasks of a database, or one task's records");
   showCommand->add_option("database", database, "task database")->required();
   showCommand->add_option("task", taskId, "task id: print all its records");
 
@@ -80,9 +98,10 @@ int main(int argc, char** argv) {
   treeCommand->add_option("--task", taskId, "search task (default: every search task)");
   treeCommand->add_option("--format", format, "text or dot")->check(CLI::IsMember({"text", "dot"}));
 
-  CLI::App* versionCommand = app.add_subcommand("version", "print the program's and the module's versions");
-  CLI::App* optimizersCommand =
-      app.add_subcommand("optimizers", "list the continuous optimisers: name, then what it is, one per line");
+  CLI::App* versionCommand =
+      app.add_subcommand("version", "print the program's and the module's versions");
+  CLI::App* optimizersCommand = app.add_subcommand(
+      "optimizers", "list the continuous optimisers: name, then what it is, one per line");
 
   try {
     app.parse(argc, argv);
@@ -103,7 +122,8 @@ int main(int argc, char** argv) {
   }
   if (versionCommand->parsed()) return Guarded([&] { return RunVersion(stdout); });
   if (optimizersCommand->parsed()) {
-    for (const CAlgorithm& algorithm : Algorithms()) fmt::print("{:<8} {}\n", algorithm.name, algorithm.description);
+    for (const CAlgorithm& algorithm : Algorithms())
+      fmt::print("{:<8} {}\n", algorithm.name, algorithm.description);
     return 0;
   }
   return static_cast<int>(EExitCode::UsageError);

@@ -7,10 +7,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <fstream>
 #include <functional>
 #include <limits>
@@ -19,6 +17,7 @@
 #include <vector>
 
 #include "DatabaseFiles.h"
+#include "ProgramRun.h"
 #include "Records.h"
 #include "TaskDatabase.h"
 #include "TaskResult.h"
@@ -172,11 +171,9 @@ class Enumeration : public ::testing::Test {
   // Solves the problem with the program; the best discrete design it found.
   CBest Solve(const CDiscreteProblem& problem, const std::string& name) {
     std::ofstream(m_folder.File(name + ".toml")) << problem.Toml(name);
-    const std::string command =
-        fmt::format("cd '{}' && '{}' solve --quiet {}.toml --db {}.db > /dev/null 2>&1",
-                    m_folder.File(""), DISCRETE_PROGRAM, name, name);
-    const int status = std::system(command.c_str());
-    const int exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    const int exitCode =
+        RunProgram(m_folder.File(""), fmt::format("solve --quiet {0}.toml --db {0}.db", name))
+            .exitCode;
     EXPECT_TRUE(exitCode == 0 || exitCode == 1) << "exit code " << exitCode;
     OpenTaskDatabase(m_folder.File(name + ".db"));
     CResult search(GetPOD());

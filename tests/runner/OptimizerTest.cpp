@@ -120,7 +120,8 @@ TEST(Optimizer, RestoresFeasibilityWhenTheLinearisedConstraintsContradictEachOth
     constraints[3] = 1.333 * x[1] + x[3] - 3;
     constraints[4] = x[2] + x[3] - x[4];
   };
-  const COptimizationResult result = Optimize(problem, {{5, 5, 0.5, 0.5, 0.5}}, Settings("slsqp"), 50);
+  const COptimizationResult result =
+      Optimize(problem, {{5, 5, 0.5, 0.5, 0.5}}, Settings("slsqp"), 50);
   EXPECT_LE(result.Best().maxConstraint, 1e-6);
   EXPECT_NEAR(result.Best().objective, 7.66718, 1e-4);
   EXPECT_NE(result.runs[0].statusText.find("after restoration"), std::string::npos);
@@ -151,13 +152,16 @@ TEST(FiniteDifference, EstimatesAreAccurateStayInsideTheBoundsAndSkipFixedVariab
     out[1] = x[0] * x[1] - x[2];
   };
   for (const EGradientKind kind : {EGradientKind::Central, EGradientKind::Forward}) {
-    const CFiniteDifferenceSetup setup{kind, {0, 0, 2}, {1, 2, 2}, {1, 1, 1}, std::vector<double>(3, DefaultRelativeStep(kind))};
+    const CFiniteDifferenceSetup setup{
+        kind, {0, 0, 2}, {1, 2, 2}, {1, 1, 1}, std::vector<double>(3, DefaultRelativeStep(kind))};
     for (const std::vector<double>& x : {std::vector<double>{0.5, 1, 2}, {1, 2, 2}, {0, 0, 2}}) {
       std::vector<double> atX(2);
       function(x.data(), atX.data());
       std::vector<double> jacobian;
-      // Two analyses per free variable for central differences, one for forward ones; none for the fixed third.
-      EXPECT_EQ(EstimateJacobian(function, 2, x, atX, setup, jacobian), kind == EGradientKind::Central ? 4 : 2);
+      // Two analyses per free variable for central differences, one for forward ones; none for the
+      // fixed third.
+      EXPECT_EQ(EstimateJacobian(function, 2, x, atX, setup, jacobian),
+                kind == EGradientKind::Central ? 4 : 2);
       ASSERT_EQ(jacobian.size(), 6u);
       EXPECT_NEAR(jacobian[0], std::cos(x[0]) * x[1] * x[1], 1e-6);
       EXPECT_NEAR(jacobian[1], 2 * std::sin(x[0]) * x[1], 1e-6);
@@ -178,7 +182,8 @@ TEST(LatinHypercube, PutsOnePointInEveryStratumOfEveryVariable) {
   for (size_t variable = 0; variable < 2; ++variable) {
     std::vector<int> perStratum(7, 0);
     for (const auto& point : points) {
-      const double position = (point[variable] - lower[variable]) / (upper[variable] - lower[variable]);
+      const double position =
+          (point[variable] - lower[variable]) / (upper[variable] - lower[variable]);
       ++perStratum[std::min(6, static_cast<int>(position * 7))];
     }
     EXPECT_EQ(perStratum, std::vector<int>(7, 1));

@@ -73,7 +73,8 @@ TEST(ProblemFile, MovesDiscreteBoundsOntoAllowedValuesAndSaysSo) {
   EXPECT_TRUE(n.boundsMoved);
   EXPECT_FALSE(problem.variables[0].boundsMoved);
   EXPECT_THAT(problem.boundNotes,
-              ElementsAre("plate.toml:12: variables.t: lower bound 0.1 moved up to 0.125 (a value of set 'thickness')",
+              ElementsAre("plate.toml:12: variables.t: lower bound 0.1 moved up to 0.125 (a value "
+                          "of set 'thickness')",
                           "plate.toml:16: variables.n: lower bound 1.5 rounded up to 2",
                           "plate.toml:16: variables.n: upper bound 7.8 rounded down to 7"));
 }
@@ -103,50 +104,78 @@ INSTANTIATE_TEST_SUITE_P(
     EveryKind, ProblemFileMistake,
     ::testing::Values(
         CBadCase{9, "lower = 70", "plate.toml:9: variables.w.lower: 70 is above upper bound 60"},
-        CBadCase{5, "objective = \"w * t * rho\"", "plate.toml:5: objective: unknown name 'rho' in 'w * t * rho'"},
+        CBadCase{5, "objective = \"w * t * rho\"",
+                 "plate.toml:5: objective: unknown name 'rho' in 'w * t * rho'"},
         CBadCase{7, "thickness = []", "plate.toml:7: sets.thickness: the set is empty"},
-        CBadCase{7, "thickness = [0.25, 0.125, 0.5]", "plate.toml:7: sets.thickness: values are not ascending: 0.125 follows 0.25"},
+        CBadCase{7, "thickness = [0.25, 0.125, 0.5]",
+                 "plate.toml:7: sets.thickness: values are not ascending: 0.125 follows 0.25"},
         CBadCase{7, "thickness = [0.25, 0.25]", "values are not ascending: 0.25 follows 0.25"},
-        CBadCase{19, "upper = 3e9", "plate.toml:19: variables.n.upper: 3000000000 is beyond the 32-bit integer range -2147483648 .. 2147483647"},
-        CBadCase{11, "start = 61", "plate.toml:11: variables.w.start: 61 is outside the bounds 10 .. 60"},
-        CBadCase{21, "n = \"7.85\"", "plate.toml:21: equations.n: duplicate name 'n': already the name of a variable (line 16)"},
-        CBadCase{10, "uper = 60", "plate.toml:10: variables.w.uper: unknown key 'uper'; did you mean 'upper'?"},
+        CBadCase{19, "upper = 3e9",
+                 "plate.toml:19: variables.n.upper: 3000000000 is beyond the 32-bit integer range "
+                 "-2147483648 .. 2147483647"},
+        CBadCase{11, "start = 61",
+                 "plate.toml:11: variables.w.start: 61 is outside the bounds 10 .. 60"},
+        CBadCase{21, "n = \"7.85\"",
+                 "plate.toml:21: equations.n: duplicate name 'n': already the name of a variable "
+                 "(line 16)"},
+        CBadCase{10, "uper = 60",
+                 "plate.toml:10: variables.w.uper: unknown key 'uper'; did you mean 'upper'?"},
         CBadCase{10, "uper = 60", "plate.toml:8: variables.w.upper: missing; a number is required"},
         CBadCase{9, "lower = \"ten\"", "plate.toml:9: variables.w.lower: 'ten' is not a number"},
-        CBadCase{3, "sense = \"minimum\"", "plate.toml:3: sense: \"minimum\" is not a sense; use \"min\" or \"max\""},
+        CBadCase{3, "sense = \"minimum\"",
+                 "plate.toml:3: sense: \"minimum\" is not a sense; use \"min\" or \"max\""},
         CBadCase{5, "", "plate.toml: objective: missing; the objective is required"},
         CBadCase{14, "set = \"thick\"", "plate.toml:14: variables.t.set: unknown set 'thick'"},
-        CBadCase{23, "stiffness = \"w * t^3 > 2\"", "plate.toml:23: constraints.stiffness: '>' is not a constraint operator"},
+        CBadCase{23, "stiffness = \"w * t^3 > 2\"",
+                 "plate.toml:23: constraints.stiffness: '>' is not a constraint operator"},
         CBadCase{23, "stiffness = \"w * t^3\"", "constraints.stiffness: no comparison"},
-        CBadCase{23, "stiffness = \"w * t^3 >= 2 * w\"", "constraints.stiffness: the value '2 * w' may not use names; move 'w' to the left-hand side"},
-        CBadCase{23, "stiffness = \"w >= 1 <= 3\"", "constraints.stiffness: more than one comparison"},
+        CBadCase{23, "stiffness = \"w * t^3 >= 2 * w\"",
+                 "constraints.stiffness: the value '2 * w' may not use names; move 'w' to the "
+                 "left-hand side"},
+        CBadCase{23, "stiffness = \"w >= 1 <= 3\"",
+                 "constraints.stiffness: more than one comparison"},
         CBadCase{4, "tolerance = = 1", "plate.toml:4: "},
-        CBadCase{19, "upper = 1.9", "plate.toml:16: variables.n: no whole number lies between the bounds 1.5 and 1.9"},
-        CBadCase{15, "lower = 0.3\nupper = 0.31", "variables.t: no value of set 'thickness' lies between the bounds 0.3 and 0.31"},
-        CBadCase{8, "[variables.sin]", "plate.toml:8: variables.sin: 'sin' is the name of a function or constant"},
+        CBadCase{19, "upper = 1.9",
+                 "plate.toml:16: variables.n: no whole number lies between the bounds 1.5 and 1.9"},
+        CBadCase{15, "lower = 0.3\nupper = 0.31",
+                 "variables.t: no value of set 'thickness' lies between the bounds 0.3 and 0.31"},
+        CBadCase{8, "[variables.sin]",
+                 "plate.toml:8: variables.sin: 'sin' is the name of a function or constant"},
         CBadCase{8, "[variables.2w]", "variables.2w: '2w' is not a usable name"},
-        CBadCase{21, "density = \"mass / 2\"\nmass = \"7.85\"", "equations.density: unknown name 'mass' in 'mass / 2' (an equation may use the variables and the equations above it)"},
+        CBadCase{21, "density = \"mass / 2\"\nmass = \"7.85\"",
+                 "equations.density: unknown name 'mass' in 'mass / 2' (an equation may use the "
+                 "variables and the equations above it)"},
         CBadCase{4, "module_type = 2", "module_type: 2 is not a module type"},
-        CBadCase{4, "start_points = 4", "plate.toml:4: start_points: only a problem of module_type 1 has several start points"},
-        CBadCase{0, "[optimizer]\nalgorithm = \"bfgs\"\n", "optimizer.algorithm: \"bfgs\" is not an algorithm"},
-        CBadCase{7, "thickness = { from = 0.0625, to = 1.0, step = 0 }", "plate.toml:7: sets.thickness.step: 0 is not above 0"},
+        CBadCase{
+            4, "start_points = 4",
+            "plate.toml:4: start_points: only a problem of module_type 1 has several start points"},
+        CBadCase{0, "[optimizer]\nalgorithm = \"bfgs\"\n",
+                 "optimizer.algorithm: \"bfgs\" is not an algorithm"},
+        CBadCase{7, "thickness = { from = 0.0625, to = 1.0, step = 0 }",
+                 "plate.toml:7: sets.thickness.step: 0 is not above 0"},
         CBadCase{13, "kind = \"real\"", "plate.toml:13: variables.t.kind: \"real\" is not a kind"},
-        CBadCase{18, "set = \"thickness\"\nlower = 1.5", "variables.n.set: only a variable of kind \"set\" takes its values from a set"},
-        CBadCase{1, "name = \"my plate\"", "plate.toml:1: name: \"my plate\" may hold only letters, digits"},
-        CBadCase{24, "area = { expression = \"w * t <= 30\", scale = -1 }", "plate.toml:24: constraints.area.scale: -1 is not above 0"},
-        CBadCase{0, "[limits]\nmax_nodes = 0\n", "limits.max_nodes: 0 is not between 1 and 2147483647"},
+        CBadCase{18, "set = \"thickness\"\nlower = 1.5",
+                 "variables.n.set: only a variable of kind \"set\" takes its values from a set"},
+        CBadCase{1, "name = \"my plate\"",
+                 "plate.toml:1: name: \"my plate\" may hold only letters, digits"},
+        CBadCase{24, "area = { expression = \"w * t <= 30\", scale = -1 }",
+                 "plate.toml:24: constraints.area.scale: -1 is not above 0"},
+        CBadCase{0, "[limits]\nmax_nodes = 0\n",
+                 "limits.max_nodes: 0 is not between 1 and 2147483647"},
         CBadCase{5, "objective = \"w * (t\"", "objective: cannot read 'w * (t'"}));
 
 TEST(ProblemFile, ReportsEveryMistakeNotOnlyTheFirst) {
   std::string text = WithLine(9, "lower = 70");
   text.replace(text.find("sense = \"min\""), 13, "sense = \"up\"");
   // Both mistakes, in order of lines.
-  EXPECT_THAT(ErrorsOf(text), ContainsRegex("plate.toml:3: sense.*plate.toml:9: variables.w.lower"));
+  EXPECT_THAT(ErrorsOf(text),
+              ContainsRegex("plate.toml:3: sense.*plate.toml:9: variables.w.lower"));
 }
 
 TEST(ProblemFile, AMissingFileIsReportedByName) {
-  EXPECT_THAT([] { ReadProblemFile("/nonexistent/gear.toml"); },
-              ThrowsMessage<CProblemFileError>(StrEq("/nonexistent/gear.toml: cannot open the file")));
+  EXPECT_THAT(
+      [] { ReadProblemFile("/nonexistent/gear.toml"); },
+      ThrowsMessage<CProblemFileError>(StrEq("/nonexistent/gear.toml: cannot open the file")));
 }
 
 }  // namespace

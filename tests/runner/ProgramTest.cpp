@@ -4,7 +4,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
 #include <sys/wait.h>
 
 #include <cmath>
@@ -28,9 +27,9 @@ using ::testing::StartsWith;
 using ::testing::StrEq;
 
 struct CRun {
-  int exitCode = -1;    // the program's exit status
-  std::string output;   // what it wrote to stdout
-  std::string errors;   // what it wrote to stderr
+  int exitCode = -1;   // the program's exit status
+  std::string output;  // what it wrote to stdout
+  std::string errors;  // what it wrote to stderr
 };
 
 std::string ReadAll(const fs::path& path) {
@@ -59,14 +58,17 @@ class Program : public ::testing::Test {
   void TearDown() override { fs::remove_all(folder); }
 
   CRun Run(const std::string& arguments, const std::string& environment = "") const {
-    const std::string command = "cd '" + folder.string() + "' && " + environment + " '" DISCRETE_PROGRAM "' " +
-                                arguments + " > stdout.txt 2> stderr.txt";
+    const std::string command = "cd '" + folder.string() + "' && " + environment +
+                                " '" DISCRETE_PROGRAM "' " + arguments +
+                                " > stdout.txt 2> stderr.txt";
     const int status = std::system(command.c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadAll(folder / "stdout.txt"),
             ReadAll(folder / "stderr.txt")};
   }
 
-  void Write(const std::string& name, const std::string& text) const { std::ofstream(folder / name) << text; }
+  void Write(const std::string& name, const std::string& text) const {
+    std::ofstream(folder / name) << text;
+  }
 
   // Every file of the folder but the captured output, by name, with its contents.
   std::map<std::string, std::string> Files() const {
@@ -84,9 +86,12 @@ class Program : public ::testing::Test {
 TEST_F(Program, SolvesAProblemReportsItAndShowsItsTasksRecordsAndTree) {
   const CRun run = Run("solve small.toml");
   EXPECT_EQ(run.exitCode, 0) << run.errors;
-  EXPECT_THAT(run.output, HasSubstr("Result: the best feasible discrete design (search complete), held by task "));
+  EXPECT_THAT(
+      run.output,
+      HasSubstr("Result: the best feasible discrete design (search complete), held by task "));
   EXPECT_THAT(run.output, HasSubstr("  objective  objective = 0.17  (minimised)"));
-  EXPECT_THAT(run.output, HasSubstr("  x                        1             0             3  integer"));
+  EXPECT_THAT(run.output,
+              HasSubstr("  x                        1             0             3  integer"));
   EXPECT_THAT(run.output, HasSubstr("  budget                   3.5  <=           3.5"));
   EXPECT_THAT(run.output, HasSubstr("subtasks solved"));
   EXPECT_THAT(run.output, HasSubstr("database reads"));
@@ -137,12 +142,14 @@ variables.x1 = { kind = "integer", lower = 70, upper = 60 }
       {"frobnicate", "", 2, StartsWith("A subcommand is required\n")},
       {"solve small.toml --max-nodes -3", "", 2, StartsWith("--max-nodes: Value -3 not in range")},
       {"solve small.toml --optimizer newton", "", 2, StartsWith("--optimizer: newton not in")},
-      {"solve gear.toml", "", 3, StrEq("gear.toml:3: variables.x1.lower: 70 is above upper bound 60\n")},
+      {"solve gear.toml", "", 3,
+       StrEq("gear.toml:3: variables.x1.lower: 70 is above upper bound 60\n")},
       {"solve small.toml --db text.db", "", 4, StartsWith("discrete: database error: ")},
       {"solve small.toml", "DISCRETE_MODULE=/nonexistent/libDiscrete.so", 5,
        StartsWith("discrete: module error: cannot load the discrete module libDiscrete.so from "
                   "DISCRETE_MODULE=/nonexistent/libDiscrete.so: ")},
-      {"solve impossible.toml", "", 1, HasSubstr("Result: no feasible discrete design found (search complete)")},
+      {"solve impossible.toml", "", 1,
+       HasSubstr("Result: no feasible discrete design found (search complete)")},
   };
   for (const auto& expected : cases) {
     SCOPED_TRACE(expected.arguments);
@@ -172,13 +179,18 @@ TEST_F(Program, NeverOverwritesADatabase) {
 
 TEST_F(Program, TheLimitsStopTheSearchAndSaySo) {
   const CRun run = Run("solve small.toml --max-nodes 1");
-  EXPECT_EQ(run.exitCode, 0);  // the first subtask (x >= 2) is a discrete design, though not the best
-  EXPECT_THAT(run.output, HasSubstr("Result: the best feasible discrete design found so far (stopped at the node "
-                                    "limit), held by task 2\n  objective  objective = 1.57  (minimised)"));
+  EXPECT_EQ(run.exitCode,
+            0);  // the first subtask (x >= 2) is a discrete design, though not the best
+  EXPECT_THAT(
+      run.output,
+      HasSubstr("Result: the best feasible discrete design found so far (stopped at the node "
+                "limit), held by task 2\n  objective  objective = 1.57  (minimised)"));
 }
 
 TEST_F(Program, TheLogHoldsOneLinePerNodeAndTheModulesDebugLinesAboveLevelTwo) {
-  ASSERT_EQ(Run("solve small.toml --quiet --optimizer cobyla --log-level 3 --log detail.log").exitCode, 0);
+  ASSERT_EQ(
+      Run("solve small.toml --quiet --optimizer cobyla --log-level 3 --log detail.log").exitCode,
+      0);
   const std::string log = ReadAll(folder / "detail.log");
   EXPECT_THAT(log, HasSubstr("SEARCH node 2: task 3 (from task 1): objective "));
   EXPECT_THAT(log, HasSubstr("SEARCH search complete after 2 subtasks"));
@@ -224,7 +236,10 @@ class Example : public Program, public ::testing::WithParamInterface<CExample> {
 
 TEST_P(Example, ReachesThePublishedOptimum) {
   const CExample& example = GetParam();
-  ASSERT_EQ(Run("solve --quiet '" EXAMPLES_DIR "/" + std::string(example.file) + "' --db example.db").exitCode, 0);
+  ASSERT_EQ(
+      Run("solve --quiet '" EXAMPLES_DIR "/" + std::string(example.file) + "' --db example.db")
+          .exitCode,
+      0);
   OpenTaskDatabase((folder / "example.db").string());
   const CResult search = Stored<CResult>(1);
   EXPECT_EQ(search.m_nDiscreteFeasible, 1);
@@ -238,22 +253,22 @@ TEST_P(Example, ReachesThePublishedOptimum) {
     if (variables.m_vSetID[i] != 0) {
       EXPECT_EQ(design.values[i], published) << variables.m_vNames[i];
     } else {
-      EXPECT_NEAR(design.values[i], published, 1e-5 * std::fabs(published)) << variables.m_vNames[i];
+      EXPECT_NEAR(design.values[i], published, 1e-5 * std::fabs(published))
+          << variables.m_vNames[i];
     }
   }
   CloseTaskDatabase();
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Published, Example,
-    ::testing::Values(CExample{"pressure_vessel.toml", 6059.7143, 1e-6},
-                      CExample{"gear_train.toml", 2.700857e-12, 1e-5},
-                      CExample{"coil_spring.toml", 2.658559, 1e-6},
-                      CExample{"speed_reducer.toml", 2994.471066, 1e-8},
-                      CExample{"process_synthesis.toml", 7.667180, 1e-6}),
-    [](const ::testing::TestParamInfo<CExample>& info) {
-      std::string name = info.param.file;
-      return name.substr(0, name.find('.'));
-    });
+INSTANTIATE_TEST_SUITE_P(Published, Example,
+                         ::testing::Values(CExample{"pressure_vessel.toml", 6059.7143, 1e-6},
+                                           CExample{"gear_train.toml", 2.700857e-12, 1e-5},
+                                           CExample{"coil_spring.toml", 2.658559, 1e-6},
+                                           CExample{"speed_reducer.toml", 2994.471066, 1e-8},
+                                           CExample{"process_synthesis.toml", 7.667180, 1e-6}),
+                         [](const ::testing::TestParamInfo<CExample>& info) {
+                           std::string name = info.param.file;
+                           return name.substr(0, name.find('.'));
+                         });
 
 }  // namespace

@@ -120,24 +120,28 @@ TEST_F(Search, TheTimeLimitBoundsTheWholeRunTheRootsSolveIncluded) {
 
 TEST_F(Search, AModuleFailureSaysWhatTheSearchWasDoing) {
   EXPECT_THAT([&] { Run(5, {}, true); },
-              ThrowsMessage<CModuleError>(StrEq("the module failed while posting subtask 2: Could not get object")));
+              ThrowsMessage<CModuleError>(
+                  StrEq("the module failed while posting subtask 2: Could not get object")));
 }
 
 TEST(NodeMirror, ClassifiesNodesAsTheModulesNodeTestDoes) {
   CNodeMirror mirror(true, 1e-6);
-  EXPECT_EQ(mirror.NodeSolved(1, true, 5.0, 1e-6, false), ENodeOutcome::ToBranch);  // at the tolerance: feasible
+  EXPECT_EQ(mirror.NodeSolved(1, true, 5.0, 1e-6, false),
+            ENodeOutcome::ToBranch);  // at the tolerance: feasible
   EXPECT_EQ(mirror.NodeSolved(2, true, 1.0, 2e-6, true), ENodeOutcome::Infeasible);
   EXPECT_FALSE(mirror.HasIncumbent());
   EXPECT_EQ(mirror.NodeSolved(3, true, 7.0, 0.0, true), ENodeOutcome::DiscreteFeasible);
   EXPECT_EQ(mirror.IncumbentTask(), 3);
   EXPECT_EQ(mirror.NodeSolved(4, true, 7.5, 0.0, false), ENodeOutcome::WorseThanIncumbent);
-  EXPECT_EQ(mirror.NodeSolved(5, true, 7.0, 0.0, true), ENodeOutcome::DiscreteFeasible);  // a tie passes ...
-  EXPECT_EQ(mirror.IncumbentTask(), 3);                                          // ... and keeps the incumbent
+  EXPECT_EQ(mirror.NodeSolved(5, true, 7.0, 0.0, true),
+            ENodeOutcome::DiscreteFeasible);  // a tie passes ...
+  EXPECT_EQ(mirror.IncumbentTask(), 3);       // ... and keeps the incumbent
   EXPECT_EQ(mirror.NodeSolved(6, true, 6.0, 0.0, true), ENodeOutcome::DiscreteFeasible);
   EXPECT_EQ(mirror.IncumbentTask(), 6);
   EXPECT_EQ(mirror.IncumbentObjective(), 6.0);
-  EXPECT_EQ(mirror.NodeSolved(7, false, 1.0, 0.0, true), ENodeOutcome::Unsolved);  // never a design ...
-  EXPECT_EQ(mirror.IncumbentTask(), 6);                                           // ... nor an incumbent
+  EXPECT_EQ(mirror.NodeSolved(7, false, 1.0, 0.0, true),
+            ENodeOutcome::Unsolved);     // never a design ...
+  EXPECT_EQ(mirror.IncumbentTask(), 6);  // ... nor an incumbent
 
   CNodeMirror maximising(false, 0.0);
   maximising.NodeSolved(1, true, 7.0, 0.0, true);

@@ -36,7 +36,8 @@ TEST_F(TaskSolver, SolvesTheTaskAndRecordsItsBestDesignWhereTheModuleLooks) {
   ASSERT_EQ(design.responses.size(), 2u);  // objective, then the budget's left-hand side
   EXPECT_NEAR(design.responses[1], 2.0, 1e-6);
 
-  const CIter start = Stored<CIter>(taskId, [](CIter& iteration) { iteration.m_nIter = iteration.m_nSubIter = 0; });
+  const CIter start =
+      Stored<CIter>(taskId, [](CIter& iteration) { iteration.m_nIter = iteration.m_nSubIter = 0; });
   EXPECT_EQ(start.m_nPointID, 0);
   const CResult result = Stored<CResult>(taskId);
   EXPECT_EQ(result.m_nTotalPoints, result.m_nNumPoints);
@@ -52,14 +53,15 @@ start_points = 6
 seed = 3
 objective = "(x^2 - 1)^2 + 0.3 * x"
 variables.x = { lower = -2, upper = 2, start = 0.5 }
-)", "valleys.toml");
+)",
+                                        "valleys.toml");
   const int taskId = WriteSearchTask(problem);
   const CTaskSolution solution = SolveTask(taskId);
   EXPECT_EQ(solution.runs, 6);
   EXPECT_LT(solution.best.values[0], -1.0);
   const CResult result = Stored<CResult>(taskId);
   EXPECT_EQ(result.m_vaRunObjectives.size(), 6u);
-  EXPECT_GE(result.m_nNumPoints, 6);       // the six start points, then one result per run at most
+  EXPECT_GE(result.m_nNumPoints, 6);  // the six start points, then one result per run at most
   EXPECT_LE(result.m_nNumPoints, 12);
   EXPECT_EQ(Stored<CDPoint>(taskId, [](CDPoint& point) { point.m_nPointID = 5; }).m_nOrigin, 1);
 }
@@ -99,7 +101,8 @@ TEST_F(TaskSolver, AnExpressionThatDoesNotCompileNamesTheTaskAndTheResponse) {
   responses.m_vExpressions[1] = "x + z";
   responses.PutObject();
   EXPECT_THAT([&] { SolveTask(taskId); },
-              ThrowsMessage<CTaskDataError>(StrEq("task 1: response 'budget': unknown name 'z' in 'x + z'")));
+              ThrowsMessage<CTaskDataError>(
+                  StrEq("task 1: response 'budget': unknown name 'z' in 'x + z'")));
 }
 
 }  // namespace

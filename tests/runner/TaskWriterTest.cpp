@@ -58,7 +58,8 @@ TEST_F(TaskWriter, ReadingTheTaskBackGivesTheProblemThatWasWritten) {
   EXPECT_EQ(task.objectiveScale, 10.0);
   EXPECT_EQ(task.constraintResponses, (std::vector<int>{1, 2, 3}));
   EXPECT_EQ(task.constraintKinds,
-            (std::vector<EConstraintKind>{EConstraintKind::AtMost, EConstraintKind::AtLeast, EConstraintKind::EqualTo}));
+            (std::vector<EConstraintKind>{EConstraintKind::AtMost, EConstraintKind::AtLeast,
+                                          EConstraintKind::EqualTo}));
   EXPECT_EQ(task.constraintBounds, (std::vector<double>{3, 1, 0}));
   EXPECT_EQ(task.constraintScales, (std::vector<double>{2, 1, 1}));
   EXPECT_EQ(task.startPointCount, 3);
@@ -97,7 +98,8 @@ TEST_F(TaskWriter, RecordsThatDisagreeAreReportedNotSolved) {
   variables.m_vaUpper = std::valarray<pvFLOAT64>(1);
   variables.PutObject();
   EXPECT_THAT([&] { ReadTaskProblem(taskId); },
-              ThrowsMessage<CTaskDataError>(StrEq("task 1: CDVar m_vaUpper holds 1 entries where 3 are expected")));
+              ThrowsMessage<CTaskDataError>(
+                  StrEq("task 1: CDVar m_vaUpper holds 1 entries where 3 are expected")));
   EXPECT_THROW(ReadTaskProblem(taskId + 1), CTaskDataError);
 }
 

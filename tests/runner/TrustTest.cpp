@@ -1,0 +1,102 @@
+// Answers a user can trust: a local search that did not work is never
+// passed off as a design, a search with unsolved nodes never claims to be
+// exact, and problems that once broke the continuous solver (a NaN region,
+// an objective of 1e10, finite-difference steps wider than the bounds) reach
+// their optimum. Each runs the program as a user does.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <string>
+
+#include "DatabaseFiles.h"
+#include "ProgramRun.h"
+#include "Records.h"
+#include "TaskDatabase.h"
+
+namespace {
+
+using ::testing::HasSubstr;
+
+class Trust : public ::testing::Test {
+ protected:
+  CProgramRun Solve(const std::string& name, const std::string& problem) {
+    std::ofstream(m_folder.File(name + ".toml")) << problem;
+    return RunProgram(m_folder.File(""), "solve " + name + ".toml --quiet --db " + name + ".db");
+  }
+
+  // The stored CResult of a task of a database the program wrote.
+  CResult StoredResult(const std::string& name, int taskId) {
+    OpenTaskDatabase(m_folder.File(name + ".db"));
+    CResult result(GetPOD());
+    result.m_nTaskID = taskId;
+    EXPECT_TRUE(result.GetObject());
+    CloseTaskDatabase();
+    return result;
+  }
+
+  CScratchDirectory m_folder;
+};
+
+TEST_F(Trust, ARootThatCannotBeSolvedIsNeverTheAnswer) {
+  const CProgramRun run = Solve("nowhere", R"toml(name = "nowhere"
+objective = "sqrt(-1 - x^2)"
+variables.x = { kind = "integer", lower = 0, upper = 3 }
+)toml");
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_THAT(
+      run.output,
+      HasSubstr("Result: no feasible discrete design found (search complete, but the continuous "
+                "problem itself could not be solved; nothing below it was explored)"));
+  const CResult root = StoredResult("nowhere", 1);
+  EXPECT_EQ(root.m_nStatusCode, 5);  // met NaN or infinite values
+  EXPECT_EQ(root.m_strStatus, "unsolved: met NaN or infinite values");
+  EXPECT_EQ(root.m_nDiscreteFeasible, 0);
+}
+
+// The up child (x >= 3) lies where the objective is NaN: its subtask cannot
+// be solved, and the search says that it did not explore it.
+TEST_F(Trust, ANodeThatCannotBeSolvedIsClosedCountedAndReported) {
+  const CProgramRun run = Solve("cliff", R"toml(name = "cliff"
+objective = "(x - 2.6)^2 + 0*sqrt(2.7 - x)"
+variables.x = { kind = "integer", lower = 0, upper = 5 }
+)toml");
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_THAT(
+      run.output,
+      HasSubstr("Result: the best feasible discrete design found (search complete, but 1 subtask "
+                "could not be solved; their subtrees were not explored), held by task "));
+  EXPECT_THAT(run.output, HasSubstr("objective  objective = 0.36"));
+  EXPECT_THAT(run.output, HasSubstr("Search: 2 subtasks solved (1 of them unsolved)"));
+}
+
+// Gupta & Ravindran's shifted Rosenbrock valley (MINLPLib nvs04): 1e10 at
+// the start, where the unscaled local search gave up.
+TEST_F(Trust, AnObjectiveOf1e10AtTheStartIsScaledAndSolved) {
+  const CProgramRun run = Solve("valley", R"toml(name = "valley"
+objective = "100*(0.5 + y - (0.6 + x)^2)^2 + (0.4 - x)^2"
+variables.x = { kind = "integer", lower = 0, upper = 200, start = 100 }
+variables.y = { kind = "integer", lower = 0, upper = 200, start = 100 }
+)toml");
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_THAT(run.output, HasSubstr("Result: the best feasible discrete design (search complete)"));
+  EXPECT_THAT(run.output, HasSubstr("objective  objective = 0.72"));
+}
+
+// Narrow bounds far from zero: a relative finite-difference step would span
+// the whole range and stop the relaxation at a bound, which is integral.
+TEST_F(Trust, FiniteDifferenceStepsFitNarrowBoundsFarFromZero) {
+  for (const long long lower : {1000000LL, 2147483640LL}) {
+    const std::string centre = std::to_string(lower);
+    const std::string problem =
+        "name = \"narrow\"\nobjective = \"(y - " + centre +
+        " - 6.4)^2\"\n[variables.y]\nkind = \"integer\"\nlower = " + centre +
+        "\nupper = " + std::to_string(lower + 7) + "\n";
+    const CProgramRun run = Solve("narrow" + centre, problem);
+    EXPECT_EQ(run.exitCode, 0) << centre;
+    EXPECT_THAT(run.output, HasSubstr("objective  objective = 0.16")) << centre;
+  }
+}
+
+}  // namespace
