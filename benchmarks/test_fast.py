@@ -25,7 +25,6 @@ importlib.machinery.SourceFileLoader("benchmark_run", run.__file__).exec_module(
 
 # Problem -> what the default optimiser (slsqp) gave when the list was made.
 KNOWN_MISSES = {
-    "ex1226": "wrong local optimum (-8.333 against -17)",
 }
 
 

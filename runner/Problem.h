@@ -86,7 +86,7 @@ struct COptimizerSettings {
   double fTolerance = 1e-12;   // relative change of the objective that ends a run; >= 0
   double maxSeconds = 0.0;     // wall seconds per local run; 0 for no limit
   int retries = 3;             // other start points for a task whose local searches did not converge; 0: no retry
-  int rootStarts = 1;          // start points of the search task's own continuous problem; >= 1
+  int rootStarts = 4;          // start points of the search task's own continuous problem; >= 1
   int suspiciousStarts = 0;    // further start points for a subtask whose result looks suspicious
 };
 

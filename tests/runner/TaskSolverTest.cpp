@@ -36,13 +36,22 @@ TEST_F(TaskSolver, SolvesTheTaskAndRecordsItsBestDesignWhereTheModuleLooks) {
   ASSERT_EQ(design.responses.size(), 2u);  // objective, then the budget's left-hand side
   EXPECT_NEAR(design.responses[1], 2.0, 1e-6);
 
-  const CIter start =
-      Stored<CIter>(taskId, [](CIter& iteration) { iteration.m_nIter = iteration.m_nSubIter = 0; });
-  EXPECT_EQ(start.m_nPointID, 0);
+  // The root starts from several points; whichever run is best, it is
+  // written first, because a subtask's start is read from CIter
+  // (m_nBestIter, 0).
+  EXPECT_EQ(solution.runs, 4);
   const CResult result = Stored<CResult>(taskId);
+  EXPECT_EQ(result.m_nBestSubIter, 0);
+  EXPECT_EQ(result.m_nStatusCode, static_cast<int>(ESolveStatus::Converged));
+  EXPECT_EQ(result.m_strStatus, "solved: feasible");
   EXPECT_EQ(result.m_nTotalPoints, result.m_nNumPoints);
   EXPECT_EQ(result.m_nResultTask, 0);
-  EXPECT_EQ(result.m_nNumIters, result.m_nBestIter + 1);
+  const CIter best = Stored<CIter>(taskId, [&](CIter& iteration) {
+    iteration.m_nIter = result.m_nBestIter;
+    iteration.m_nSubIter = 0;
+  });
+  EXPECT_EQ(Stored<CDPoint>(taskId, [&](CDPoint& point) { point.m_nPointID = best.m_nPointID; }).m_vaValues[1],
+            design.values[1]);
 }
 
 TEST_F(TaskSolver, ModuleTypeOneMakesALatinHypercubeAndKeepsTheBestRun) {
