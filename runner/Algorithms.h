@@ -6,18 +6,27 @@
 //   "slsqp"  sequential quadratic programming (Kraft 1988), the default;
 //   "cobyla" linear approximations, no gradients (Powell 1994);
 //   "auglag" augmented Lagrangian (Conn, Gould & Toint 1991; Birgin &
-//            Martinez 2008) around limited-memory BFGS (Nocedal 1980).
-// All three from NLopt (Johnson, The NLopt nonlinear-optimization package).
+//            Martinez 2008) around limited-memory BFGS (Nocedal 1980);
+//            these three from NLopt;
+//   "ipopt"  Ipopt's interior-point filter line search with a limited-memory
+//            Hessian approximation (IpoptSearch.h).
 
 #include <string>
 #include <vector>
+
+// The library that runs an algorithm.
+enum class ESolverFamily {
+  Nlopt,  // NLopt (Johnson, The NLopt nonlinear-optimization package)
+  Ipopt,  // Ipopt, the interior-point filter method (Waechter & Biegler 2006)
+};
 
 struct CAlgorithm {
   const char* name;         // as files and the command line write it
   const char* description;  // one line, for help texts
   bool usesGradients;       // asks for finite-difference gradients
   const char* fallback;     // the algorithm a local search that did not converge is retried with
-  int nloptAlgorithm;       // NLopt's nlopt_algorithm that runs it
+  ESolverFamily family;     // the library that runs it
+  int nloptAlgorithm;       // NLopt's nlopt_algorithm that runs it; -1 for another family
 };
 
 // Every algorithm, the default first.

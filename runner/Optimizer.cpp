@@ -11,6 +11,7 @@
 
 #include "Algorithms.h"
 #include "FiniteDifference.h"
+#include "IpoptSearch.h"
 
 namespace {
 
@@ -58,7 +59,7 @@ double SecondsUntil(std::chrono::steady_clock::time_point deadline) {
 // constraint values]; the last point NLopt asked for is cached with its
 // values and Jacobian, because NLopt asks for the objective and the
 // constraints of one point in separate calls.
-class CLocalSearch {
+class CLocalSearch : public CLocalModel {
  public:
   CLocalSearch(const CContinuousProblem& problem, const COptimizerSettings& settings,
                int maxImprovements)
@@ -86,6 +87,26 @@ class CLocalSearch {
 
   int Gradients() const { return m_gradients; }
 
+  // The model as the backends see it (LocalModel.h).
+  size_t FreeCount() const override { return m_free.size(); }
+  double FreeLower(size_t j) const override { return m_problem.lower[m_free[j]]; }
+  double FreeUpper(size_t j) const override { return m_problem.upper[m_free[j]]; }
+  size_t ConstraintCount() const override { return m_constraintCount; }
+  bool IsEquality(size_t k) const override { return m_problem.isEquality[k]; }
+  double ConstraintTolerance(size_t k) const override {
+    return 0.1 * m_problem.tolerance / m_outputScales[k + 1];
+  }
+  const std::vector<double>& OutputsAt(const double* freeValues) override {
+    EnsureEvaluated(freeValues);
+    return m_cachedOutputs;
+  }
+  const std::vector<double>& JacobianAt(const double* freeValues) override {
+    EnsureEvaluated(freeValues);
+    EnsureJacobian();
+    return m_jacobian;
+  }
+  bool DeadlinePassed() const override { return std::chrono::steady_clock::now() >= m_problem.deadline; }
+
   CLocalRun Run(const std::vector<double>& start, int startIndex) {
     CLocalRun run;
     run.startIndex = startIndex;
@@ -100,9 +121,13 @@ class CLocalSearch {
     m_outputScales.assign(m_constraintCount + 1, 1.0);
     run.start = EvaluateFull(m_design);
     run.best = run.start;
-    if (!m_free.empty() && AlgorithmNamed(m_settings.algorithm).usesGradients)
-      ScaleFromGradients(freeValues);
-    if (!m_free.empty()) Search(freeValues);
+    if (DeadlinePassed()) {
+      run.status = ESolveStatus::TimeLimit;
+      run.statusText = "the deadline had passed";
+    } else if (!m_free.empty()) {
+      if (AlgorithmNamed(m_settings.algorithm).usesGradients) ScaleFromGradients(freeValues);
+      Search(freeValues);
+    }
     if (!IsFinite(run.best)) run.status = ESolveStatus::NonFinite;
     m_run = nullptr;
     return run;
@@ -112,6 +137,13 @@ class CLocalSearch {
   // An exception must not cross NLopt's C code: a callback that fails stores
   // its exception and stops NLopt, and the search rethrows it here.
   void Search(std::vector<double>& freeValues) {
+    if (AlgorithmNamed(m_settings.algorithm).family == ESolverFamily::Ipopt) {
+      const CBackendEnd end = SearchWithIpopt(*this, freeValues, m_settings);
+      m_run->status = end.status;
+      m_run->code = end.code;
+      m_run->statusText = end.text;
+      return;
+    }
     const nlopt_result result = RunNlopt(MakeOptimizer(), freeValues);
     SetStatus(result, "");
     if (!AlgorithmNamed(m_settings.algorithm).usesGradients || IsFeasible(m_run->best) ||
@@ -188,7 +220,7 @@ class CLocalSearch {
   // NLopt is stopped (and the run ends with ESolveStatus::TimeLimit).
   template <class FBody>
   void Guarded(FBody body) {
-    if (std::chrono::steady_clock::now() >= m_problem.deadline) {
+    if (DeadlinePassed()) {
       m_timedOut = true;
       nlopt_force_stop(m_optimizer);
       return;
@@ -256,8 +288,7 @@ class CLocalSearch {
   // units the optimiser sees (after the gradient-based scaling).
   std::vector<double> ConstraintTolerances(const std::vector<int>& constraints) const {
     std::vector<double> tolerances;
-    for (int k : constraints)
-      tolerances.push_back(0.1 * m_problem.tolerance / m_outputScales[k + 1]);
+    for (int k : constraints) tolerances.push_back(ConstraintTolerance(k));
     return tolerances;
   }
 

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <stdexcept>
 
+#include "Algorithms.h"
 #include "FiniteDifference.h"
 #include "LatinHypercube.h"
 #include "Optimizer.h"
@@ -50,6 +51,7 @@ TEST_P(EveryAlgorithm, FindsTheOptimumOnAnActiveInequalityAndOnAnEquality) {
     EXPECT_NEAR(result.Best().objective, objective, 1e-6);
     EXPECT_LE(result.Best().maxConstraint, 1e-6);
     EXPECT_GT(result.analyses, 0);
+    EXPECT_EQ(result.Status(), ESolveStatus::Converged) << result.Best().objective;
   };
   expectOptimum(Optimize(HalfPlane(), {{2.0, -1.0}}, Settings(GetParam()), 50), 0.5, 0.5);
   // min x + y subject to x^2 + y^2 == 2: optimum (-1, -1).
@@ -62,7 +64,34 @@ TEST_P(EveryAlgorithm, FindsTheOptimumOnAnActiveInequalityAndOnAnEquality) {
   expectOptimum(Optimize(circle, {{-0.5, -1.5}}, Settings(GetParam()), 50), -1.0, -2.0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Optimizer, EveryAlgorithm, ::testing::Values("slsqp", "cobyla", "auglag"));
+// A search cut short is never reported as converged: by the evaluation limit,
+// by a deadline already passed (no analysis after the start), by a NaN
+// everywhere.
+TEST_P(EveryAlgorithm, ReportsHowItsSearchEnded) {
+  COptimizerSettings few = Settings(GetParam());
+  few.maxEvaluations = 2;
+  EXPECT_EQ(Optimize(HalfPlane(), {{2.0, -1.0}}, few, 50).Status(), ESolveStatus::EvaluationLimit);
+
+  CContinuousProblem late = HalfPlane();
+  late.deadline = std::chrono::steady_clock::now();
+  const COptimizationResult stopped = Optimize(late, {{2.0, -1.0}}, Settings(GetParam()), 50);
+  EXPECT_EQ(stopped.Status(), ESolveStatus::TimeLimit);
+  EXPECT_EQ(stopped.analyses, 1);
+
+  CContinuousProblem nowhere = HalfPlane();
+  nowhere.evaluate = [](const double*, double* objective, double* constraints) {
+    *objective = constraints[0] = std::nan("");
+  };
+  EXPECT_EQ(Optimize(nowhere, {{2.0, -1.0}}, Settings(GetParam()), 50).Status(), ESolveStatus::NonFinite);
+}
+
+std::vector<const char*> AlgorithmNamesForTests() {
+  std::vector<const char*> names;
+  for (const CAlgorithm& algorithm : Algorithms()) names.push_back(algorithm.name);
+  return names;
+}
+
+INSTANTIATE_TEST_SUITE_P(Optimizer, EveryAlgorithm, ::testing::ValuesIn(AlgorithmNamesForTests()));
 
 TEST(Optimizer, StopsAtActiveBoundsAndNeverEvaluatesOutsideThem) {
   CContinuousProblem problem = Box({0, 0}, {2, 5});
