@@ -28,6 +28,7 @@ struct CSolveOptions {
   std::optional<int> maxNodes;          // overrides the file's node limit; 0 for none
   std::optional<double> timeLimit;      // overrides the file's time limit (seconds); 0 for none
   bool quiet = false;                   // no progress line and no notes; the report only
+  double lockTimeout = 30.0;            // seconds to wait for another process's lock on the database
 };
 
 EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages);
@@ -35,8 +36,9 @@ EExitCode RunShow(const std::string& databasePath, std::optional<int> taskId, FI
 EExitCode RunTree(const std::string& databasePath, std::optional<int> taskId, ETreeFormat format, FILE* out);
 EExitCode RunVersion(FILE* out);
 
-// Opens an existing task database; unlike OpenTaskDatabase it never creates
-// one. Throws CDatabaseError when the file does not exist.
+// Opens an existing task database read-only (ETaskDatabaseAccess::ReadOnly):
+// it never creates one and never writes. Throws CDatabaseError when the file
+// does not exist.
 void OpenExistingDatabase(const std::string& path);
 
 // The database file `solve` writes to when none is given: "<name>.db" in the

@@ -64,6 +64,8 @@ int main(int argc, char** argv) {
   solveCommand->add_option("--time-limit", timeLimit, "stop after this many seconds (0: no limit)")
       ->check(CLI::NonNegativeNumber);
   solveCommand->add_flag("--quiet", solve.quiet, "no progress line and no notes; the report only");
+  solveCommand->add_option("--lock-timeout", solve.lockTimeout, "seconds to wait for another process's lock (default 30)")
+      ->check(CLI::NonNegativeNumber);
 
   std::string database;
   std::optional<int> taskId;
