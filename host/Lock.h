@@ -23,7 +23,10 @@ class CLock {
   virtual ~CLock();
 
   // Releases this object's hold. A second call on the same object releases
-  // nothing.
+  // nothing. The release of the outermost hold commits; a commit that fails
+  // (a full disk, a read-only file) throws CDatabaseError, after ending the
+  // transaction without its writes. Work whose writes must not be lost
+  // silently ends with this call: the destructor can only log the failure.
   void UnLock();
 
   CLock(const CLock&) = delete;

@@ -6,9 +6,11 @@
 // debugger breakpoint on ThrowSqliteError catches every database failure of
 // the process. The message names the database file, SQLite's own explanation
 // (sqlite3_errmsg, read before anything else can overwrite it), the result
-// code and the statement that failed:
+// code, the operating system's reason when a system call failed, and the
+// statement that failed:
 //
-//   task database '/tmp/gear.db': database is locked (SQLite code 5) in: BEGIN IMMEDIATE
+//   task database '/tmp/gear.db': database or disk is full (SQLite code 13; No space left on
+//   device) in: COMMIT
 
 #include <string>
 
@@ -20,6 +22,11 @@ struct sqlite3;
 // sqlite3_open_v2) is reported as well.
 [[noreturn]] void ThrowSqliteError(sqlite3* connection, int resultCode,
                                    const std::string& statementText);
+
+// SQLite's explanation of the failure, its result code and, for failures of a
+// system call (open, write, ...), the operating system's reason:
+// "unable to open database file (SQLite code 14; No such file or directory)".
+std::string SqliteFailure(sqlite3* connection, int resultCode);
 
 // The name under which messages show the connection's database file:
 // its path, or ":memory:" for a private in-memory database.

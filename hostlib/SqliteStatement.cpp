@@ -2,6 +2,9 @@
 
 #include <sqlite3.h>
 
+#include <chrono>
+
+#include "LockWait.h"
 #include "SqliteError.h"
 
 CSqliteStatement::CSqliteStatement(sqlite3* connection, std::string text)
@@ -28,16 +31,22 @@ void CSqliteStatement::BindBlob(int index, const void* data, size_t size) {
 }
 
 bool CSqliteStatement::Step() {
-  for (;;) {
+  std::chrono::steady_clock::time_point firstBusy;
+  for (bool busyBefore = false;; busyBefore = true) {
     const int resultCode = sqlite3_step(m_statement);
     if (resultCode == SQLITE_ROW) return true;
     if (resultCode == SQLITE_DONE) return false;
     if ((resultCode & 0xff) != SQLITE_BUSY) ThrowSqliteError(m_connection, resultCode, m_text);
-    // Another process holds the write lock and the busy handler has waited its
-    // time. A statement reports busy before it has produced a row or changed
-    // anything, so running it again from the start is safe. The short sleep
-    // keeps the loop from spinning in the cases where SQLite reports busy
-    // without calling the handler (e.g. while another process recovers the WAL).
+    // Another process holds the write lock and the busy handler (LockWait.h)
+    // has given up, or SQLite reported busy without calling it (e.g. while
+    // another process recovers the WAL). A statement reports busy before it
+    // has produced a row or changed anything, so running it again from the
+    // start is safe, until the lock timeout has passed since its first busy
+    // report. The short sleep keeps the loop from spinning.
+    if (!busyBefore) firstBusy = std::chrono::steady_clock::now();
+    if (!MayWaitLonger(
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - firstBusy).count()))
+      ThrowLockTimeout(m_connection, m_text);
     sqlite3_reset(m_statement);
     sqlite3_sleep(1);
   }

@@ -13,8 +13,10 @@
 //   }  // reset here, so the statement holds no read transaction open
 //
 // Every failure goes to ThrowSqliteError. A step that finds the database
-// locked by another process does not fail: the connection's busy handler waits
-// and Step() retries until the lock is free, so callers never see SQLITE_BUSY.
+// locked by another process waits (LockWait.h): the connection's busy handler
+// waits and Step() retries until the lock is free, or throws CDatabaseError
+// naming the holder once the process's lock timeout has passed; callers never
+// see SQLITE_BUSY.
 
 #include <cstddef>
 #include <cstdint>
@@ -39,7 +41,8 @@ class CSqliteStatement {
   void BindBlob(int index, const void* data, size_t size);
 
   // Runs to the next result row: true with a row to read, false when the
-  // statement has finished. Waits while another process holds the write lock.
+  // statement has finished. Waits while another process holds the write lock,
+  // up to the lock timeout.
   bool Step();
   // Steps to the end and resets: for statements whose rows are not needed.
   void Run();

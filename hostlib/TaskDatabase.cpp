@@ -18,10 +18,10 @@ std::unique_ptr<POD> openDatabase;
 
 POD* GetPOD() { return openDatabase.get(); }
 
-POD* OpenTaskDatabase(const std::string& path) {
+POD* OpenTaskDatabase(const std::string& path, ETaskDatabaseAccess access) {
   // Opened first, so that a file that cannot be opened leaves the database
   // that was open in place.
-  auto opened = std::make_unique<POD>(path);
+  auto opened = std::make_unique<POD>(path, access);
   CloseTaskDatabase();
   openDatabase = std::move(opened);
   return openDatabase.get();

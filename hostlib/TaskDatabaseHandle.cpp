@@ -1,7 +1,11 @@
 #include "TaskDatabaseHandle.h"
 
 #include <cassert>
+#include <cctype>
+#include <cstdio>
+#include <filesystem>
 
+#include "LockWait.h"
 #include "Persistent.h"
 #include "RecordKey.h"
 #include "SqliteError.h"
@@ -10,9 +14,39 @@
 
 namespace {
 
-// How long one wait for another process's write lock lasts before SQLite
-// reports busy; CSqliteStatement::Step() then simply waits again.
-constexpr int kBusyWaitMilliseconds = 1000;
+// The URI that opens a file read-only (RFC 3986 percent-encoding of every
+// byte but unreserved characters and '/'); immutable when no "-wal" file
+// holds commits outside the main file, so that SQLite creates no "-wal" and
+// "-shm" files (which it otherwise does, even read-only).
+std::string ReadOnlyUri(const std::string& path) {
+  std::string uri = "file:";
+  for (unsigned char c : path) {
+    if (std::isalnum(c) || c == '/' || c == '-' || c == '.' || c == '_' || c == '~') {
+      uri += static_cast<char>(c);
+    } else {
+      char escaped[4];
+      std::snprintf(escaped, sizeof escaped, "%%%02X", c);
+      uri += escaped;
+    }
+  }
+  std::error_code ignored;
+  const bool hasWal = std::filesystem::file_size(path + "-wal", ignored) > 0 && !ignored;
+  return uri + (hasWal ? "?mode=ro" : "?mode=ro&immutable=1");
+}
+
+sqlite3* OpenConnection(const std::string& path, ETaskDatabaseAccess access) {
+  sqlite3* connection = nullptr;
+  const int resultCode = access == ETaskDatabaseAccess::ReadOnly
+                             ? sqlite3_open_v2(ReadOnlyUri(path).c_str(), &connection,
+                                               SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr)
+                             : sqlite3_open_v2(path.c_str(), &connection,
+                                               SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+  if (resultCode == SQLITE_OK) return connection;
+  // The connection has no file name yet: the message names the path given.
+  const std::string failure = SqliteFailure(connection, resultCode);
+  sqlite3_close_v2(connection);
+  throw CDatabaseError("task database '" + path + "': " + failure + " in: open");
+}
 
 std::string KeyCondition(const std::vector<std::string>& keyNames) {
   std::string condition;
@@ -45,13 +79,19 @@ CRecordStatements::CRecordStatements(sqlite3* connection, const std::string& tab
       m_upsert(connection, UpsertSql(table, keyNames)),
       m_exists(connection, "SELECT 1 FROM " + table + " WHERE " + KeyCondition(keyNames)) {}
 
-POD::POD(const std::string& path) {
-  sqlite3* connection = nullptr;
-  const int resultCode =
-      sqlite3_open_v2(path.c_str(), &connection, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
-  m_connection.reset(connection);
-  if (resultCode != SQLITE_OK) ThrowSqliteError(connection, resultCode, "open '" + path + "'");
-  sqlite3_busy_timeout(connection, kBusyWaitMilliseconds);
+POD::POD(const std::string& path, ETaskDatabaseAccess access)
+    : m_connection(OpenConnection(path, access)) {
+  sqlite3* connection = m_connection.get();
+  InstallLockWait(connection);
+  if (access == ETaskDatabaseAccess::ReadOnly) {
+    CheckTaskDatabase(connection);
+    return;
+  }
+  // SQLite opens a file it may not write read-only without saying so; the
+  // first write would then fail in the middle of the work.
+  if (sqlite3_db_readonly(connection, "main") == 1)
+    throw CDatabaseError("task database '" + path +
+                         "' is read-only: this process may not write to it");
   PrepareTaskDatabase(connection);
   m_begin = std::make_unique<CSqliteStatement>(connection, "BEGIN IMMEDIATE");
   m_commit = std::make_unique<CSqliteStatement>(connection, "COMMIT");
@@ -60,7 +100,11 @@ POD::POD(const std::string& path) {
 POD::~POD() { CloseConnection(); }
 
 void POD::TakeHold() {
-  if (!IsOpen()) throw CDatabaseError("cannot take the task database lock: the task database has been closed");
+  if (!IsOpen())
+    throw CDatabaseError("cannot take the task database lock: the task database has been closed");
+  if (!m_begin)
+    throw CDatabaseError("task database '" + DatabaseFileName(Connection()) +
+                         "' is open read-only: its lock cannot be taken");
   if (m_holdDepth == 0) m_begin->Run();
   ++m_holdDepth;
 }

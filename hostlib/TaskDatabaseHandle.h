@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "SqliteStatement.h"
+#include "TaskDatabase.h"
 
 class pvPersistent;
 
@@ -41,9 +42,10 @@ struct CRecordStatements {
 
 class POD {
  public:
-  // Opens (creating when missing) the task database file and prepares it
-  // (TaskDatabaseSchema.h). Throws CDatabaseError naming the file.
-  explicit POD(const std::string& path);
+  // Opens the task database file as OpenTaskDatabase describes and checks
+  // (read-write: prepares) it (TaskDatabaseSchema.h). Throws CDatabaseError
+  // naming the file and the reason.
+  POD(const std::string& path, ETaskDatabaseAccess access);
   ~POD();
   POD(const POD&) = delete;
   POD& operator=(const POD&) = delete;
@@ -53,6 +55,7 @@ class POD {
 
   // Takes one more hold of the lock; the first one begins the write
   // transaction (BEGIN IMMEDIATE), waiting for other processes' holds.
+  // Throws CDatabaseError on a database opened read-only.
   void TakeHold();
   // Gives back one hold; the last one commits. True when no hold is left.
   bool ReleaseHold();
@@ -78,8 +81,8 @@ class POD {
 
   // Declared first so that it is destroyed last, after every statement on it.
   std::unique_ptr<sqlite3, CConnectionCloser> m_connection;  // null once closed
-  std::unique_ptr<CSqliteStatement> m_begin;   // BEGIN IMMEDIATE
-  std::unique_ptr<CSqliteStatement> m_commit;  // COMMIT
+  std::unique_ptr<CSqliteStatement> m_begin;   // BEGIN IMMEDIATE; null when opened read-only
+  std::unique_ptr<CSqliteStatement> m_commit;  // COMMIT; null when opened read-only
   std::unordered_map<std::string, std::unique_ptr<CRecordStatements>> m_recordStatements;  // by record name
   std::unordered_map<std::string, std::unique_ptr<CSqliteStatement>> m_statements;  // by SQL text
   std::vector<unsigned char> m_encodeBuffer;  // see EncodeBuffer()

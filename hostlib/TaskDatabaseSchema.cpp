@@ -101,6 +101,14 @@ void PrepareTaskDatabase(sqlite3* connection) {
   Execute(connection, "PRAGMA synchronous = NORMAL");
 }
 
+void CheckTaskDatabase(sqlite3* connection) {
+  const CFileIdentity identity = IdentifyFile(connection);
+  if (identity.IsEmpty())
+    throw CDatabaseError("'" + DatabaseFileName(connection) +
+                         "' is not a task database: the file is empty");
+  CheckIdentity(connection, identity);
+}
+
 std::string RecordTableSql(pvPersistent& record) {
   const std::vector<std::string> keyNames = KeyFieldNames(record);
   std::string sql = std::string("CREATE TABLE \"") + record.RecordName() + "\" (";

@@ -34,6 +34,11 @@ constexpr int kTaskDatabaseSchemaVersion = 1;                // bumped by every 
 // SQLite database, belongs to another application, or has another version.
 void PrepareTaskDatabase(sqlite3* connection);
 
+// Checks, without writing anything, that the connection's file is a task
+// database of this schema version. Throws CDatabaseError naming the file
+// otherwise (an empty file is "not a task database: the file is empty").
+void CheckTaskDatabase(sqlite3* connection);
+
 // CREATE TABLE statement of a record class's table.
 std::string RecordTableSql(pvPersistent& record);
 

@@ -31,6 +31,7 @@ struct CSolveOptions {
   std::optional<int> rootStarts;         // ... optimizer.root_starts
   std::optional<int> suspiciousStarts;   // ... and optimizer.suspicious_starts
   bool quiet = false;                    // no progress line and no notes; the report only
+  double lockTimeout = 30.0;             // seconds to wait for another process's lock on the database
 };
 
 EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages);
@@ -39,8 +40,9 @@ EExitCode RunTree(const std::string& databasePath, std::optional<int> taskId, ET
                   FILE* out);
 EExitCode RunVersion(FILE* out);
 
-// Opens an existing task database; unlike OpenTaskDatabase it never creates
-// one. Throws CDatabaseError when the file does not exist.
+// Opens an existing task database read-only (ETaskDatabaseAccess::ReadOnly):
+// it never creates one and never writes. Throws CDatabaseError when the file
+// does not exist.
 void OpenExistingDatabase(const std::string& path);
 
 // The database file `solve` writes to when none is given: "<name>.db" in the

@@ -19,7 +19,7 @@ struct CDatabaseSession {
 
 void OpenExistingDatabase(const std::string& path) {
   if (!std::filesystem::is_regular_file(path)) throw CDatabaseError(path + ": no such database file");
-  OpenTaskDatabase(path);
+  OpenTaskDatabase(path, ETaskDatabaseAccess::ReadOnly);
 }
 
 EExitCode RunShow(const std::string& databasePath, std::optional<int> taskId, FILE* out) {

@@ -62,12 +62,15 @@ CSearchOutcome CBranchAndBoundSearch::Run(int searchTaskId) {
   m_mirror = CNodeMirror(settings.minimize, settings.tolerance);
 
   // Each step holds the database lock throughout, so that its records (the
-  // solver's, then the module's) are committed together.
+  // solver's, then the module's) are committed together, and ends with the
+  // explicit release that commits them: a failed commit (a full disk, a
+  // read-only file) throws CDatabaseError there and stops the search at once.
   int subtaskId = 0;
   {
     CLock step(GetPOD(), 0);
     SolveSearchTask();
     subtaskId = StartSearch();
+    step.UnLock();
   }
   // A root stopped by the deadline leaves the search unfinished, whatever the
   // module made of it.
@@ -84,13 +87,13 @@ CSearchOutcome CBranchAndBoundSearch::Run(int searchTaskId) {
     SolveAndPost(subtaskId);
     if (HasReachedNodeLimit()) {
       StopEarly(ESearchEnd::NodeLimit);
-      break;
-    }
-    if (HasRunOutOfTime()) {
+    } else if (HasRunOutOfTime()) {
       StopEarly(ESearchEnd::TimeLimit);
-      break;
+    } else {
+      subtaskId = NextSubtask();
     }
-    subtaskId = NextSubtask();
+    step.UnLock();
+    if (m_outcome.end != ESearchEnd::Complete) break;
   }
   const CDiscreteResult result = DiscreteResultOf(searchTaskId);
   m_outcome.resultTask = result.resultTask;

@@ -20,6 +20,9 @@
 // Every node (the search task first) is reported to the observer once.
 // Exceptions from the module become CModuleError, whose message says what the
 // search was doing; the database stays as the module left it.
+// Each step (solve, post, make the next subtask) is committed as one
+// transaction; a failed commit throws CDatabaseError and ends the search, and
+// every step committed before it stays.
 
 #include <chrono>
 #include <functional>

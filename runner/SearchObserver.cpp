@@ -16,6 +16,7 @@ const char* Describe(ESearchEnd end) {
     case ESearchEnd::Complete: return "search complete";
     case ESearchEnd::NodeLimit: return "stopped at the node limit";
     case ESearchEnd::TimeLimit: return "stopped at the time limit";
+    case ESearchEnd::Unfinished: return "the search did not finish";
   }
   return "?";
 }

@@ -6,7 +6,9 @@
 #include <fmt/format.h>
 
 #include "Records.h"
+#include "SearchState.h"
 #include "TaskProblem.h"
+#include "TaskResult.h"
 
 namespace {
 
@@ -29,15 +31,14 @@ struct CTaskView {
   CTask task;           // its task record
   CDVar variables;      // its bounds
   CResult result;       // its result; valid when solved
-  bool solved = false;  // it has a result record
+  bool solved = false;  // it has been solved (TaskResult.h)
   explicit CTaskView(int taskId) : task(GetPOD()), variables(GetPOD()), result(GetPOD()) {
     task.m_nTaskID = taskId;
     variables.m_nTaskID = taskId;
-    result.m_nTaskID = taskId;
     if (!task.GetObject() || !variables.GetObject()) {
       throw CTaskDataError(fmt::format("the database holds no task {} with its design variables", taskId));
     }
-    solved = result.GetObject();
+    solved = ReadSolvedResult(taskId, result);
   }
 };
 
@@ -66,10 +67,10 @@ std::string Status(const CTaskView& view, double tolerance) {
 
 // The nodes in depth-first order (children in creation order), without
 // recursion: trees can be deep.
-std::vector<CTreeNode> ReadTree(int searchTaskId) {
+std::vector<CTreeNode> ReadTree(int searchTaskId, const CSearchState& state) {
   const CTaskView root(searchTaskId);
   const double tolerance = ConstraintToleranceOf(root.task);
-  const int incumbent = root.solved && root.result.m_nDiscreteFeasible ? int(root.result.m_nResultTask) : 0;
+  const int incumbent = state.discreteFeasible ? state.resultTask : 0;
   std::vector<CTreeNode> nodes;
   struct CPending {               // a node still to be read
     int taskId;                    // its task
@@ -108,6 +109,15 @@ std::vector<CTreeNode> ReadTree(int searchTaskId) {
   return nodes;
 }
 
+// Said below the tree of a search that did not finish (SearchState.h).
+std::string UnfinishedNote(const CSearchState& state) {
+  return fmt::format(
+      "search not finished: {} subtasks solved; {}", state.solvedSubtasks,
+      state.discreteFeasible
+          ? fmt::format("the best feasible discrete design so far is task {}", state.resultTask)
+          : std::string("no feasible discrete design so far"));
+}
+
 void PrintText(FILE* out, const std::vector<CTreeNode>& nodes) {
   for (const CTreeNode& node : nodes) {
     std::string prefix;
@@ -118,8 +128,11 @@ void PrintText(FILE* out, const std::vector<CTreeNode>& nodes) {
   }
 }
 
-void PrintDot(FILE* out, int searchTaskId, const std::vector<CTreeNode>& nodes) {
-  fmt::print(out, "digraph search_{} {{\n  node [shape=box, fontname=\"Helvetica\"];\n", searchTaskId);
+void PrintDot(FILE* out, int searchTaskId, const CSearchState& state,
+              const std::vector<CTreeNode>& nodes) {
+  fmt::print(out, "digraph search_{} {{\n  node [shape=box, fontname=\"Helvetica\"];\n",
+             searchTaskId);
+  if (!state.finished) fmt::print(out, "  label=\"{}\";\n", UnfinishedNote(state));
   for (const CTreeNode& node : nodes) {
     fmt::print(out, "  t{} [label=\"task {}\\n{}\\n{}\"{}];\n", node.taskId, node.taskId, node.result, node.status,
                node.isIncumbent ? ", style=filled, fillcolor=gold, penwidth=2" : "");
@@ -148,10 +161,12 @@ std::vector<int> SearchTasks() {
 }
 
 void PrintSearchTree(FILE* out, int searchTaskId, ETreeFormat format) {
-  const std::vector<CTreeNode> nodes = ReadTree(searchTaskId);
+  const CSearchState state = ReadSearchState(searchTaskId);
+  const std::vector<CTreeNode> nodes = ReadTree(searchTaskId, state);
   if (format == ETreeFormat::Dot) {
-    PrintDot(out, searchTaskId, nodes);
+    PrintDot(out, searchTaskId, state, nodes);
   } else {
     PrintText(out, nodes);
+    if (!state.finished) fmt::print(out, "{}\n", UnfinishedNote(state));
   }
 }

@@ -5,7 +5,9 @@
 // order the module made them. Each node shows its task, the bound its
 // branching moved (the variable whose bound differs from its parent's, as
 // "x3 >= 4" or "x3 <= 3"), its result and its classification; the design the
-// search task's result names is marked as the incumbent.
+// search's result names is marked as the incumbent (SearchState.h: for a
+// search that did not finish, the best feasible discrete design it
+// committed), and a search that did not finish says so below its tree.
 //
 // Text: one node per line, indented by depth:
 //

@@ -7,12 +7,15 @@
 #include "Commands.h"
 #include "DiscreteModule.h"
 #include "LogFile.h"
+#include "OutputFiles.h"
 #include "ProblemFile.h"
 #include "ProgressLine.h"
 #include "Report.h"
 #include "Search.h"
 #include "SearchLog.h"
+#include "SearchState.h"
 #include "TaskDatabase.h"
+#include "TaskProblem.h"
 #include "TaskWriter.h"
 
 namespace {
@@ -41,6 +44,49 @@ void ApplyOverrides(const CSolveOptions& options, CProblem& problem) {
   if (options.suspiciousStarts) problem.optimizer.suspiciousStarts = *options.suspiciousStarts;
 }
 
+// Both files are checked before either is created, so that a bad path leaves
+// nothing behind.
+void CheckOutputFiles(const std::string& databasePath, const std::string& logPath) {
+  if (const std::string why = WhyNotWritable(databasePath); !why.empty())
+    throw CDatabaseError(fmt::format("cannot write task database '{}': {}", databasePath, why));
+  if (const std::string why = WhyNotWritable(logPath); !why.empty())
+    throw std::runtime_error(fmt::format("cannot write log file '{}': {}", logPath, why));
+}
+
+void InstallLockWait(const CSolveOptions& options, FILE* messages) {
+  CLockWaitSettings settings;
+  settings.timeoutSeconds = options.lockTimeout;
+  if (!options.quiet) {
+    settings.onWaiting = [messages, timeout = options.lockTimeout](const std::string& file,
+                                                                   const std::string& holder) {
+      fmt::print(messages,
+                 "waiting for task database '{}': it is locked by {}; giving up after {:g} s "
+                 "(--lock-timeout)\n",
+                 file, holder, timeout);
+      std::fflush(messages);
+    };
+  }
+  SetLockWaitSettings(std::move(settings));
+}
+
+// After a failure in the middle of the search: the report of what the search
+// committed, when the search task itself was committed solved. A failure to
+// read it leaves the first failure to be reported alone.
+void ReportCommittedSearch(FILE* out, int searchTaskId, const std::string& databasePath) {
+  try {
+    const CSearchState state = ReadSearchState(searchTaskId);
+    if (!state.searchTaskSolved) return;
+    CSearchOutcome outcome;
+    outcome.end = ESearchEnd::Unfinished;
+    outcome.searchTaskId = searchTaskId;
+    outcome.nodesSolved = state.solvedSubtasks;
+    outcome.resultTask = state.resultTask;
+    outcome.discreteFeasible = state.discreteFeasible;
+    PrintReport(out, outcome, databasePath);
+  } catch (const std::exception&) {
+  }
+}
+
 }  // namespace
 
 std::string FreeDatabaseName(const std::string& problemName) {
@@ -66,6 +112,9 @@ EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages) {
     }
   }
   const bool addsToExistingDatabase = std::filesystem::exists(databasePath);
+  const std::string logPath = options.logPath.empty() ? LogPathFor(databasePath) : options.logPath;
+  CheckOutputFiles(databasePath, logPath);
+  InstallLockWait(options, messages);
 
   // The database is opened before the log, so that a file that is no task
   // database is refused without leaving a log behind.
@@ -74,7 +123,6 @@ EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages) {
   if (!options.quiet && addsToExistingDatabase) {
     fmt::print(messages, "adding the search to the tasks already in {}\n", databasePath);
   }
-  const std::string logPath = options.logPath.empty() ? LogPathFor(databasePath) : options.logPath;
   session.log = std::make_unique<CLogFile>(logPath.c_str(), options.logLevel);
   SetCurrentLog(session.log.get());
   const int searchTaskId = WriteSearchTask(problem);
@@ -93,7 +141,16 @@ EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages) {
   try {
     outcome = search.Run(searchTaskId);
   } catch (const CModuleError& error) {
+    ReportCommittedSearch(out, searchTaskId, databasePath);
     throw CModuleError(fmt::format("{} (details in {})", error.what(), logPath));
+  } catch (const CDatabaseError& error) {
+    ReportCommittedSearch(out, searchTaskId, databasePath);
+    throw CDatabaseError(
+        fmt::format("{}; the search stopped, and {} keeps what it committed before", error.what(),
+                    databasePath));
+  } catch (const CTaskDataError&) {
+    ReportCommittedSearch(out, searchTaskId, databasePath);
+    throw;
   }
   PrintReport(out, outcome, databasePath);
   return outcome.discreteFeasible ? EExitCode::Success : EExitCode::NoFeasibleDesign;

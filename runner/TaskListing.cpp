@@ -6,7 +6,9 @@
 
 #include "Records.h"
 #include "RecordPrinter.h"
+#include "SearchState.h"
 #include "TaskProblem.h"
+#include "TaskResult.h"
 
 namespace {
 
@@ -17,15 +19,27 @@ const char* KindOf(const CTask& task) {
   return task.m_nTaskKind == 1 ? "search" : "task";
 }
 
+// A search task's result, and whether its search finished (SearchState.h).
+std::string SearchResultText(int searchTaskId) {
+  const CSearchState state = ReadSearchState(searchTaskId);
+  if (state.finished) {
+    if (state.resultTask <= 0) return "";
+    return fmt::format(
+        "result task {} ({})", state.resultTask,
+        state.discreteFeasible ? "feasible discrete" : "no feasible discrete design");
+  }
+  if (state.resultTask <= 0) return "no feasible discrete design so far; search not finished";
+  return fmt::format("best so far task {} (feasible discrete); search not finished",
+                     state.resultTask);
+}
+
 void PrintTaskLine(FILE* out, const CTask& task) {
   CResult result(GetPOD());
-  result.m_nTaskID = task.m_nTaskID;
-  const bool solved = result.GetObject();
+  const bool solved = ReadSolvedResult(task.m_nTaskID, result);
   const double tolerance = ConstraintToleranceOf(task);
   std::string discrete;
-  if (solved && std::string(KindOf(task)) == "search" && result.m_nResultTask > 0) {
-    discrete = fmt::format("result task {} ({})", long(result.m_nResultTask),
-                           result.m_nDiscreteFeasible ? "feasible discrete" : "no feasible discrete design");
+  if (std::string(KindOf(task)) == "search") {
+    discrete = SearchResultText(task.m_nTaskID);
   } else if (solved && result.m_nDiscreteFeasible) {
     discrete = "discrete feasible";
   }
@@ -65,8 +79,14 @@ void PrintTaskRecords(FILE* out, int taskId) {
   PrintRecord(out, task);
   CResult result(database);
   result.m_nTaskID = taskId;
-  const bool solved = result.GetObject();
-  if (solved) PrintRecord(out, result);
+  const bool stored = result.GetObject();
+  if (stored && !IsSolved(result)) {
+    fmt::print(out,
+               "task {} has not been solved: its CResult holds no run (it was written when the "
+               "task was made)\n",
+               taskId);
+  }
+  if (stored) PrintRecord(out, result);
   PrintIfStored<CDVar>(out, taskId);
   PrintIfStored<CDSet>(out, taskId);
   PrintIfStored<CDResp>(out, taskId);
@@ -86,7 +106,7 @@ void PrintTaskRecords(FILE* out, int taskId) {
       iteration.m_nIter = iteration.m_nIter + 1;
     } while (iteration.GetObject());
   }
-  const long points = solved ? long(result.m_nNumPoints) : 1;
+  const long points = stored ? long(result.m_nNumPoints) : 1;
   for (long pointId = 0; pointId < points; ++pointId) {
     CDPoint point(database);
     point.m_nTaskID = taskId;

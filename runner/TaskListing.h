@@ -4,8 +4,10 @@
 //
 // PrintTaskList: one line per task, in id order: id, kind (search task,
 // subtask, task), parent, number of children, best objective, largest scaled
-// constraint violation, whether that design is feasible for the tolerance,
-// and for search tasks the discrete result (m_nResultTask, feasible or not).
+// constraint violation, whether that design is feasible for the tolerance
+// ("not solved" for a task that has not been solved, TaskResult.h), and for
+// search tasks the discrete result and whether the search finished
+// (SearchState.h).
 //
 // PrintTaskRecords: every record of one task in full (RecordPrinter.h): CTask,
 // CResult, the design records, every CIter and every CDPoint.

@@ -111,8 +111,7 @@ void ReadObjectiveAndConstraints(CTaskProblem& task) {
 void ReadSettings(CTaskProblem& task) {
   const CTask record = ReadRecord<CTask>(task.taskId, "CTask");
   task.moduleType = record.m_nModuleType;
-  const bool typeOne = task.moduleType == 1;
-  task.minimize = (typeOne ? record.m_nMinimize1 : record.m_nMinimize0) != 0;
+  task.minimize = MinimizesObjective(record);
   task.tolerance = ConstraintToleranceOf(record);
   task.optimizer.algorithm = record.m_strOptimizer.empty() ? "slsqp" : record.m_strOptimizer;
   const auto& ints = record.m_vIntOptions;
@@ -147,6 +146,10 @@ CTaskProblem ReadTaskProblem(int taskId) {
 
 double ConstraintToleranceOf(const CTask& task) {
   return task.m_nModuleType == 1 ? task.m_dConTol1 : task.m_dConTol0;
+}
+
+bool MinimizesObjective(const CTask& task) {
+  return (task.m_nModuleType == 1 ? task.m_nMinimize1 : task.m_nMinimize0) != 0;
 }
 
 double ScaledConstraintValue(EConstraintKind kind, double value, double bound, double scale) {

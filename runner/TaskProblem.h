@@ -74,6 +74,8 @@ class CTask;
 // The constraint tolerance of a task: m_dConTol1 for module type 1, else
 // m_dConTol0 (the one the module reads).
 double ConstraintToleranceOf(const CTask& task);
+// Whether the task minimises its objective (the setting of its module type).
+bool MinimizesObjective(const CTask& task);
 
 // The scaled value of one constraint (Design.h): (g - b) / s for "<=" and
 // "==", (b - g) / s for ">=".

@@ -6,17 +6,18 @@
 #include "Records.h"
 #include "TaskProblem.h"
 
-bool HasResult(int taskId) {
-  CResult result(GetPOD());
+bool IsSolved(const CResult& result) { return result.m_nNumIters > 0; }
+
+bool ReadSolvedResult(int taskId, CResult& result) {
   result.m_nTaskID = taskId;
-  return result.FindObject();
+  return result.GetObject() && IsSolved(result);
 }
 
 CTaskDesign ReadBestDesign(int taskId) {
   POD* database = GetPOD();
   CResult result(database);
-  result.m_nTaskID = taskId;
-  if (!result.GetObject()) throw CTaskDataError(fmt::format("task {} has no result: it has not been solved", taskId));
+  if (!ReadSolvedResult(taskId, result))
+    throw CTaskDataError(fmt::format("task {} has no result: it has not been solved", taskId));
   CIter iteration(database);
   iteration.m_nTaskID = taskId;
   iteration.m_nIter = result.m_nBestIter;

@@ -6,6 +6,8 @@
 
 #include <vector>
 
+class CResult;
+
 struct CTaskDesign {
   int taskId = 0;                        // the task
   std::vector<double> values;            // design-variable values
@@ -15,8 +17,20 @@ struct CTaskDesign {
   std::vector<double> scaledConstraints; // CResult m_vaBestConValues
 };
 
-// Throws CTaskDataError (TaskProblem.h) when one of the records is missing.
+// Throws CTaskDataError (TaskProblem.h) when one of the records is missing or
+// the task has not been solved.
 CTaskDesign ReadBestDesign(int taskId);
 
-// Whether the task has a result record (it has been solved).
-bool HasResult(int taskId);
+// Whether the result record is that of a solved task: the host's solver
+// records at least one iteration of a run (m_nNumIters > 0). The module writes
+// a subtask's result record when it makes the subtask, with no iteration and
+// no design in it (objective and violation 0), so a result record alone does
+// not mean that the task has been solved: a search interrupted while a subtask
+// was being solved leaves exactly that record behind. Every reader that
+// shows or uses a task's result asks this predicate.
+bool IsSolved(const CResult& result);
+
+// Reads the task's result record into `result` (bound to the open database)
+// and returns whether the task has been solved (IsSolved); false as well when
+// there is no result record.
+bool ReadSolvedResult(int taskId, CResult& result);

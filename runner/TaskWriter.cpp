@@ -227,5 +227,6 @@ int WriteSearchTask(const CProblem& problem) {
   links.m_nTaskID = taskId;
   links.PutObject();
   WriteStartPoint(taskId, problem, database);
+  lock.UnLock();  // commits the task; a failed commit throws
   return taskId;
 }

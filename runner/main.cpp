@@ -84,6 +84,8 @@ int main(int argc, char** argv) {
                    "further start points for a subtask whose result looks suspicious")
       ->check(CLI::Range(0, 1000));
   solveCommand->add_flag("--quiet", solve.quiet, "no progress line and no notes; the report only");
+  solveCommand->add_option("--lock-timeout", solve.lockTimeout, "seconds to wait for another process's lock (default 30)")
+      ->check(CLI::NonNegativeNumber);
 
   std::string database;
   std::optional<int> taskId;
