@@ -1,13 +1,13 @@
-#include "ProblemSections.h"
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
-#include <fmt/format.h>
-
 #include "Comparison.h"
 #include "ExpressionModel.h"
+#include "MessageText.h"
+#include "ProblemSections.h"
 
 namespace {
 
@@ -82,7 +82,9 @@ EVariableKind ReadKind(CTableReader& reader, bool hasSet) {
   if (*kind == "continuous") return EVariableKind::Continuous;
   if (*kind == "integer") return EVariableKind::Integer;
   if (*kind == "set") return EVariableKind::Set;
-  reader.Report("kind", fmt::format("\"{}\" is not a kind; use \"continuous\", \"integer\" or \"set\"", *kind));
+  reader.Report("kind",
+                fmt::format("\"{}\" is not a kind; use \"continuous\", \"integer\" or \"set\"",
+                            Excerpt(*kind)));
   return EVariableKind::Continuous;
 }
 
@@ -97,7 +99,7 @@ void ReadVariable(CTableReader& reader, const std::vector<CProblemSet>& sets, CP
       variable.setName = *setName;
       auto found = std::find_if(sets.begin(), sets.end(), [&](const CProblemSet& s) { return s.name == *setName; });
       if (found == sets.end()) {
-        reader.Report("set", fmt::format("unknown set '{}'", *setName));
+        reader.Report("set", fmt::format("unknown set '{}'", Excerpt(*setName)));
       } else {
         variable.setIndex = static_cast<int>(found - sets.begin());
       }
@@ -184,14 +186,17 @@ void ReadConstraint(const std::string& name, const toml::node& node, CProblemCon
     try {
       constraint.bound = CExpressionModel::EvaluateConstant(comparison.right);
     } catch (const CExpressionError& error) {
-      issues.push_back({constraint.line, path,
-                        error.UnknownName().empty()
-                            ? error.what()
-                            : fmt::format("the value '{}' may not use names; move '{}' to the left-hand side",
-                                          comparison.right, error.UnknownName())});
+      issues.push_back(
+          {constraint.line, path,
+           error.UnknownName().empty()
+               ? error.what()
+               : fmt::format("the value '{}' may not use names; move '{}' to the left-hand side",
+                             Excerpt(comparison.right), error.UnknownName())});
     }
     if (!std::isfinite(constraint.bound)) {
-      issues.push_back({constraint.line, path, fmt::format("the value '{}' is not a finite number", comparison.right)});
+      issues.push_back(
+          {constraint.line, path,
+           fmt::format("the value '{}' is not a finite number", Excerpt(comparison.right))});
     }
   } catch (const std::invalid_argument& error) {
     issues.push_back({constraint.line, path, error.what()});

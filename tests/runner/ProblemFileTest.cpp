@@ -4,6 +4,11 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
 
 #include "ProblemFile.h"
 
@@ -103,38 +108,75 @@ INSTANTIATE_TEST_SUITE_P(
     EveryKind, ProblemFileMistake,
     ::testing::Values(
         CBadCase{9, "lower = 70", "plate.toml:9: variables.w.lower: 70 is above upper bound 60"},
-        CBadCase{5, "objective = \"w * t * rho\"", "plate.toml:5: objective: unknown name 'rho' in 'w * t * rho'"},
+        CBadCase{5, "objective = \"w * t * rho\"",
+                 "plate.toml:5: objective: unknown name 'rho' in 'w * t * rho'"},
         CBadCase{7, "thickness = []", "plate.toml:7: sets.thickness: the set is empty"},
-        CBadCase{7, "thickness = [0.25, 0.125, 0.5]", "plate.toml:7: sets.thickness: values are not ascending: 0.125 follows 0.25"},
+        CBadCase{7, "thickness = [0.25, 0.125, 0.5]",
+                 "plate.toml:7: sets.thickness: values are not ascending: 0.125 follows 0.25"},
         CBadCase{7, "thickness = [0.25, 0.25]", "values are not ascending: 0.25 follows 0.25"},
-        CBadCase{19, "upper = 3e9", "plate.toml:19: variables.n.upper: 3000000000 is beyond the 32-bit integer range -2147483648 .. 2147483647"},
-        CBadCase{11, "start = 61", "plate.toml:11: variables.w.start: 61 is outside the bounds 10 .. 60"},
-        CBadCase{21, "n = \"7.85\"", "plate.toml:21: equations.n: duplicate name 'n': already the name of a variable (line 16)"},
-        CBadCase{10, "uper = 60", "plate.toml:10: variables.w.uper: unknown key 'uper'; did you mean 'upper'?"},
+        CBadCase{19, "upper = 3e9",
+                 "plate.toml:19: variables.n.upper: 3000000000 is beyond the 32-bit integer range "
+                 "-2147483648 .. 2147483647"},
+        CBadCase{11, "start = 61",
+                 "plate.toml:11: variables.w.start: 61 is outside the bounds 10 .. 60"},
+        CBadCase{21, "n = \"7.85\"",
+                 "plate.toml:21: equations.n: duplicate name 'n': already the name of a variable "
+                 "(line 16)"},
+        CBadCase{10, "uper = 60",
+                 "plate.toml:10: variables.w.uper: unknown key 'uper'; did you mean 'upper'?"},
         CBadCase{10, "uper = 60", "plate.toml:8: variables.w.upper: missing; a number is required"},
         CBadCase{9, "lower = \"ten\"", "plate.toml:9: variables.w.lower: 'ten' is not a number"},
-        CBadCase{3, "sense = \"minimum\"", "plate.toml:3: sense: \"minimum\" is not a sense; use \"min\" or \"max\""},
+        CBadCase{3, "sense = \"minimum\"",
+                 "plate.toml:3: sense: \"minimum\" is not a sense; use \"min\" or \"max\""},
         CBadCase{5, "", "plate.toml: objective: missing; the objective is required"},
         CBadCase{14, "set = \"thick\"", "plate.toml:14: variables.t.set: unknown set 'thick'"},
-        CBadCase{23, "stiffness = \"w * t^3 > 2\"", "plate.toml:23: constraints.stiffness: '>' is not a constraint operator"},
+        CBadCase{23, "stiffness = \"w * t^3 > 2\"",
+                 "plate.toml:23: constraints.stiffness: '>' is not a constraint operator"},
         CBadCase{23, "stiffness = \"w * t^3\"", "constraints.stiffness: no comparison"},
-        CBadCase{23, "stiffness = \"w * t^3 >= 2 * w\"", "constraints.stiffness: the value '2 * w' may not use names; move 'w' to the left-hand side"},
-        CBadCase{23, "stiffness = \"w >= 1 <= 3\"", "constraints.stiffness: more than one comparison"},
+        CBadCase{23, "stiffness = \"w * t^3 >= 2 * w\"",
+                 "constraints.stiffness: the value '2 * w' may not use names; move 'w' to the "
+                 "left-hand side"},
+        CBadCase{23, "stiffness = \"w >= 1 <= 3\"",
+                 "constraints.stiffness: more than one comparison"},
         CBadCase{4, "tolerance = = 1", "plate.toml:4: "},
-        CBadCase{19, "upper = 1.9", "plate.toml:16: variables.n: no whole number lies between the bounds 1.5 and 1.9"},
-        CBadCase{15, "lower = 0.3\nupper = 0.31", "variables.t: no value of set 'thickness' lies between the bounds 0.3 and 0.31"},
-        CBadCase{8, "[variables.sin]", "plate.toml:8: variables.sin: 'sin' is the name of a function or constant"},
+        CBadCase{19, "upper = 1.9",
+                 "plate.toml:16: variables.n: no whole number lies between the bounds 1.5 and 1.9"},
+        CBadCase{15, "lower = 0.3\nupper = 0.31",
+                 "variables.t: no value of set 'thickness' lies between the bounds 0.3 and 0.31"},
+        CBadCase{8, "[variables.sin]",
+                 "plate.toml:8: variables.sin: 'sin' is the name of a function or constant"},
         CBadCase{8, "[variables.2w]", "variables.2w: '2w' is not a usable name"},
-        CBadCase{21, "density = \"mass / 2\"\nmass = \"7.85\"", "equations.density: unknown name 'mass' in 'mass / 2' (an equation may use the variables and the equations above it)"},
+        CBadCase{21, "density = \"mass / 2\"\nmass = \"7.85\"",
+                 "equations.density: unknown name 'mass' in 'mass / 2' (an equation may use the "
+                 "variables and the equations above it)"},
         CBadCase{4, "module_type = 2", "module_type: 2 is not a module type"},
-        CBadCase{4, "start_points = 4", "plate.toml:4: start_points: only a problem of module_type 1 has several start points"},
-        CBadCase{0, "[optimizer]\nalgorithm = \"bfgs\"\n", "optimizer.algorithm: \"bfgs\" is not an algorithm"},
-        CBadCase{7, "thickness = { from = 0.0625, to = 1.0, step = 0 }", "plate.toml:7: sets.thickness.step: 0 is not above 0"},
+        CBadCase{
+            4, "start_points = 4",
+            "plate.toml:4: start_points: only a problem of module_type 1 has several start points"},
+        CBadCase{0, "[optimizer]\nalgorithm = \"bfgs\"\n",
+                 "optimizer.algorithm: \"bfgs\" is not an algorithm"},
+        CBadCase{7, "thickness = { from = 0.0625, to = 1.0, step = 0 }",
+                 "plate.toml:7: sets.thickness.step: 0 is not above 0"},
         CBadCase{13, "kind = \"real\"", "plate.toml:13: variables.t.kind: \"real\" is not a kind"},
-        CBadCase{18, "set = \"thickness\"\nlower = 1.5", "variables.n.set: only a variable of kind \"set\" takes its values from a set"},
-        CBadCase{1, "name = \"my plate\"", "plate.toml:1: name: \"my plate\" may hold only letters, digits"},
-        CBadCase{24, "area = { expression = \"w * t <= 30\", scale = -1 }", "plate.toml:24: constraints.area.scale: -1 is not above 0"},
-        CBadCase{0, "[limits]\nmax_nodes = 0\n", "limits.max_nodes: 0 is not between 1 and 2147483647"},
+        CBadCase{18, "set = \"thickness\"\nlower = 1.5",
+                 "variables.n.set: only a variable of kind \"set\" takes its values from a set"},
+        CBadCase{1, "name = \"my plate\"",
+                 "plate.toml:1: name: \"my plate\" holds ' '; a name holds only letters, digits"},
+        CBadCase{1, "name = \".plate\"",
+                 "plate.toml:1: name: \".plate\" starts with '.'; a name starts with a letter, a "
+                 "digit or '_'"},
+        CBadCase{5, "objective = \"w = 3\"",
+                 "plate.toml:5: objective: cannot read 'w = 3': '=' (character 3): expressions "
+                 "have no assignments or comparisons"},
+        CBadCase{5, "objective = \"(w < 3) * t\"",
+                 "objective: cannot read '(w < 3) * t': '<' (character 4): expressions have no"},
+        CBadCase{21, "density = \"7.85, n\"",
+                 "plate.toml:21: equations.density: cannot read '7.85, n': ',' (character 5): a "
+                 "comma only separates the arguments of a function"},
+        CBadCase{24, "area = { expression = \"w * t <= 30\", scale = -1 }",
+                 "plate.toml:24: constraints.area.scale: -1 is not above 0"},
+        CBadCase{0, "[limits]\nmax_nodes = 0\n",
+                 "limits.max_nodes: 0 is not between 1 and 2147483647"},
         CBadCase{5, "objective = \"w * (t\"", "objective: cannot read 'w * (t'"}));
 
 TEST(ProblemFile, ReportsEveryMistakeNotOnlyTheFirst) {
@@ -144,9 +186,60 @@ TEST(ProblemFile, ReportsEveryMistakeNotOnlyTheFirst) {
   EXPECT_THAT(ErrorsOf(text), ContainsRegex("plate.toml:3: sense.*plate.toml:9: variables.w.lower"));
 }
 
-TEST(ProblemFile, AMissingFileIsReportedByName) {
-  EXPECT_THAT([] { ReadProblemFile("/nonexistent/gear.toml"); },
-              ThrowsMessage<CProblemFileError>(StrEq("/nonexistent/gear.toml: cannot open the file")));
+// Names, expressions and texts of any size get one line each, quoting at
+// most the start of the input.
+TEST(ProblemFile, EveryMistakeIsOneShortLineHoweverLargeTheInput) {
+  const std::string huge(800000, 'v');
+  const struct {
+    std::string text;      // the problem
+    std::string expected;  // in the one line of the error
+  } cases[] = {
+      {WithLine(1, "name = 5"), "plate.toml:1: name: 5 is not a text (write it in double quotes)"},
+      {WithLine(1, "name = \"" + std::string(300, 'p') + "\""),
+       "pppp...\" has 300 characters; a name has at most 100"},
+      {std::string(kSoundProblem) + "[variables." + std::string(101, 'v') +
+           "]\nlower = 0\nupper = 1\n",
+       "vvvv...' has 101 characters; a name has at most 100"},
+      {std::string(kSoundProblem) + "[variables." + huge.substr(0, 40000) +
+           "]\nlower = 0\nupper = 1\n",
+       "has 40000 characters; a name has at most 100"},
+      {WithLine(5, "objective = \"" + huge + "\""),
+       "the expression has 800000 characters; at most 20000 are allowed"},
+      {WithLine(5, "objective = \"\"\"w * t\n  * rho\"\"\""),
+       "objective: unknown name 'rho' in 'w * t   * rho'"},
+      {WithLine(3, "sense = \"" + huge + "\""), "\"vvvv"},
+  };
+  for (const auto& bad : cases) {
+    const std::string errors = ErrorsOf(bad.text);
+    EXPECT_THAT(errors, HasSubstr(bad.expected));
+    EXPECT_EQ(errors.find('\n'), std::string::npos) << errors.substr(0, 400);
+    EXPECT_LT(errors.size(), 400u);
+  }
+}
+
+// What cannot be read says why, and what is no regular file or too large is
+// not read at all (reading /dev/zero would never end).
+TEST(ProblemFile, OnlyARegularFileOfAtMost16MiBIsRead) {
+  const std::filesystem::path folder = std::filesystem::temp_directory_path() /
+                                       ("discrete-problem-file-" + std::to_string(getpid()));
+  std::filesystem::create_directories(folder);
+  const std::string fifo = (folder / "fifo.toml").string();
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  const std::string large = (folder / "large.toml").string();
+  std::ofstream(large) << kSoundProblem;
+  std::filesystem::resize_file(large, (16 << 20) + 1);
+  const std::pair<std::string, std::string> cases[] = {
+      {"/nonexistent/gear.toml",
+       "/nonexistent/gear.toml: cannot open the file: No such file or directory"},
+      {folder.string(), folder.string() + ": is a directory, not a problem file (a regular file)"},
+      {"/dev/zero", "/dev/zero: is a character device, not a problem file (a regular file)"},
+      {fifo, fifo + ": is a FIFO (named pipe), not a problem file (a regular file)"},
+      {large, large + ": the file is larger than 16 MiB, the most a problem file may hold"},
+  };
+  for (const auto& [path, expected] : cases) {
+    EXPECT_THAT([&] { ReadProblemFile(path); }, ThrowsMessage<CProblemFileError>(StrEq(expected)));
+  }
+  std::filesystem::remove_all(folder);
 }
 
 }  // namespace
