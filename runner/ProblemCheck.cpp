@@ -77,8 +77,11 @@ void CheckExpressions(const CProblem& problem, std::vector<CProblemIssue>& issue
   };
   for (const CProblemVariable& variable : problem.variables) declare(variable.name);
   for (const CProblemEquation& equation : problem.equations) {
-    CheckExpression(equation.expression, names, equation.line, "equations." + equation.name,
-                    " (an equation may use the variables and the equations above it)", issues);
+    // An empty expression (or a value that is none) is already reported while reading.
+    if (equation.expression.find_first_not_of(" \t\r\n") != std::string::npos) {
+      CheckExpression(equation.expression, names, equation.line, "equations." + equation.name,
+                      " (an equation may use the variables and the equations above it)", issues);
+    }
     declare(equation.name);
   }
   if (problem.objective.find_first_not_of(" \t") != std::string::npos) {

@@ -243,6 +243,8 @@ void ReadEquations(CTableReader& top, CProblem& problem, std::vector<CProblemIss
     CProblemEquation equation{name, node->value_or(std::string()), LineOf(*node)};
     if (!node->is_string()) {
       issues.push_back({equation.line, "equations." + name, fmt::format("{} is not an expression in double quotes", Describe(*node))});
+    } else if (equation.expression.find_first_not_of(" \t\r\n") == std::string::npos) {
+      issues.push_back({equation.line, "equations." + name, "the expression is empty"});
     }
     problem.equations.push_back(std::move(equation));
   }

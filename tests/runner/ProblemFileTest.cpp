@@ -170,6 +170,7 @@ INSTANTIATE_TEST_SUITE_P(
                  "have no assignments or comparisons"},
         CBadCase{5, "objective = \"(w < 3) * t\"",
                  "objective: cannot read '(w < 3) * t': '<' (character 4): expressions have no"},
+        CBadCase{21, "density = \" \"", "plate.toml:21: equations.density: the expression is empty"},
         CBadCase{21, "density = \"7.85, n\"",
                  "plate.toml:21: equations.density: cannot read '7.85, n': ',' (character 5): a "
                  "comma only separates the arguments of a function"},
@@ -186,8 +187,8 @@ TEST(ProblemFile, ReportsEveryMistakeNotOnlyTheFirst) {
   EXPECT_THAT(ErrorsOf(text), ContainsRegex("plate.toml:3: sense.*plate.toml:9: variables.w.lower"));
 }
 
-// Names, expressions and texts of any size get one line each, quoting at
-// most the start of the input.
+// A mistake gets one line (a value of the wrong type no second one about its
+// contents), quoting at most the start of a name, expression or text of any size.
 TEST(ProblemFile, EveryMistakeIsOneShortLineHoweverLargeTheInput) {
   const std::string huge(800000, 'v');
   const struct {
@@ -195,6 +196,7 @@ TEST(ProblemFile, EveryMistakeIsOneShortLineHoweverLargeTheInput) {
     std::string expected;  // in the one line of the error
   } cases[] = {
       {WithLine(1, "name = 5"), "plate.toml:1: name: 5 is not a text (write it in double quotes)"},
+      {WithLine(21, "density = 7.85"), "plate.toml:21: equations.density: 7.85 is not an expression in double quotes"},
       {WithLine(1, "name = \"" + std::string(300, 'p') + "\""),
        "pppp...\" has 300 characters; a name has at most 100"},
       {std::string(kSoundProblem) + "[variables." + std::string(101, 'v') +
