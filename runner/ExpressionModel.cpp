@@ -19,6 +19,19 @@ std::unique_ptr<mu::Parser> MakeParser() {
   return parser;
 }
 
+// muParser's message, which quotes the offending token (for an unexpected
+// token, the whole rest of the expression, line breaks included), with the
+// token cut short.
+std::string MessageOf(const mu::ParserError& error) {
+  std::string message = error.GetMsg();
+  const std::string& token = error.GetToken();
+  constexpr size_t kLongestToken = 30;
+  if (const size_t at = message.find(token); token.size() > kLongestToken && at != std::string::npos) {
+    message.replace(at, token.size(), Excerpt(token, kLongestToken));
+  }
+  return Excerpt(message, 200);
+}
+
 // Makes the name stand for the value. A name muParser cannot take (too long,
 // holding other characters) is a CExpressionError of the expression compiled
 // with it.
@@ -28,7 +41,7 @@ void DefineName(mu::Parser& parser, const std::string& name, double* value,
     parser.DefineVar(name, value);
   } catch (const mu::ParserError& error) {
     throw CExpressionError(where, index,
-                           "cannot use '" + Excerpt(name) + "' as a name: " + error.GetMsg(), "");
+                           "cannot use '" + Excerpt(name) + "' as a name: " + MessageOf(error), "");
   }
 }
 
@@ -57,7 +70,7 @@ void Compile(mu::Parser& parser, const std::string& expression,
       throw CExpressionError(where, index, "the expression is empty", "");
     }
     throw CExpressionError(where, index,
-                           "cannot read '" + Excerpt(expression) + "': " + error.GetMsg(), "");
+                           "cannot read '" + Excerpt(expression) + "': " + MessageOf(error), "");
   }
 }
 

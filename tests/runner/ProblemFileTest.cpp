@@ -210,6 +210,9 @@ TEST(ProblemFile, EveryMistakeIsOneShortLineHoweverLargeTheInput) {
       {WithLine(5, "objective = \"\"\"w * t\n  * rho\"\"\""),
        "objective: unknown name 'rho' in 'w * t   * rho'"},
       {WithLine(3, "sense = \"" + huge + "\""), "\"vvvv"},
+      // muParser quotes the rest of the expression from an unexpected token on.
+      {WithLine(5, "objective = \"\"\"w * . 7\n + " + huge.substr(0, 5000) + "\n + t\"\"\""),
+       "v...\" found at position 4"},
   };
   for (const auto& bad : cases) {
     const std::string errors = ErrorsOf(bad.text);
