@@ -1,11 +1,12 @@
 #include "ExpressionSyntax.h"
 
-#include <fmt/format.h>
 #include <muParserDef.h>
 
 #include <cctype>
 #include <cstring>
 #include <vector>
+
+#include <fmt/format.h>
 
 #include "MessageText.h"
 

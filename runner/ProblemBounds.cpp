@@ -1,9 +1,9 @@
 #include "ProblemBounds.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <cmath>
+
+#include <fmt/format.h>
 
 #include "MessageText.h"
 #include "TomlFields.h"

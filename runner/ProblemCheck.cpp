@@ -1,12 +1,12 @@
 #include "ProblemCheck.h"
 
-#include <fmt/format.h>
-#include <muParserDef.h>
-
 #include <algorithm>
 #include <cctype>
 #include <map>
 #include <optional>
+
+#include <fmt/format.h>
+#include <muParserDef.h>
 
 #include "ExpressionModel.h"
 #include "MessageText.h"

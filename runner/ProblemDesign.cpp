@@ -1,13 +1,14 @@
-#include <fmt/format.h>
+#include "ProblemSections.h"
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
+#include <fmt/format.h>
+
 #include "Comparison.h"
 #include "ExpressionModel.h"
 #include "MessageText.h"
-#include "ProblemSections.h"
 
 namespace {
 

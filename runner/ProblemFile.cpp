@@ -1,7 +1,6 @@
 #include "ProblemFile.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,6 +10,8 @@
 #include <cstring>
 #include <limits>
 #include <optional>
+
+#include <fmt/format.h>
 
 #include "MessageText.h"
 #include "ProblemBounds.h"
@@ -72,10 +73,8 @@ void ReadOptimizer(CTableReader& top, COptimizerSettings& settings, std::vector<
   if (const auto gradient = reader.Text("gradient", ERequired::No)) {
     if (*gradient == "central") settings.gradient = EGradientKind::Central;
     else if (*gradient == "forward") settings.gradient = EGradientKind::Forward;
-    else
-      reader.Report("gradient",
-                    fmt::format("\"{}\" is not a scheme; use \"central\" or \"forward\"",
-                                Excerpt(*gradient)));
+    else reader.Report("gradient", fmt::format("\"{}\" is not a scheme; use \"central\" or \"forward\"",
+                                               Excerpt(*gradient)));
   }
   if (const auto step = reader.Number("step", ERequired::No)) {
     if (*step <= 0 || *step >= 1) reader.Report("step", fmt::format("{} is not between 0 and 1", FormatNumber(*step)));

@@ -2,15 +2,15 @@
 // files with the branch-and-bound module, and shows what a task database
 // holds. Usage in docs/cli.md; exit codes in ExitCodes.h.
 
-#include <fmt/format.h>
-
-#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
 #include <functional>
 #include <limits>
 #include <vector>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
 #include "Commands.h"
 #include "DiscreteModule.h"
