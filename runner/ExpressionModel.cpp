@@ -6,6 +6,9 @@
 #include <cctype>
 #include <cmath>
 
+#include "ExpressionSyntax.h"
+#include "MessageText.h"
+
 namespace {
 
 // A parser with this program's constants; muParser already knows its own
@@ -16,10 +19,41 @@ std::unique_ptr<mu::Parser> MakeParser() {
   return parser;
 }
 
-// Parses the expression once, so that syntax errors and unknown names come out
-// now and not at the first evaluation.
+// muParser's message, which quotes the offending token (for an unexpected
+// token, the whole rest of the expression, line breaks included), with the
+// token cut short.
+std::string MessageOf(const mu::ParserError& error) {
+  std::string message = error.GetMsg();
+  const std::string& token = error.GetToken();
+  constexpr size_t kLongestToken = 30;
+  if (const size_t at = message.find(token); token.size() > kLongestToken && at != std::string::npos) {
+    message.replace(at, token.size(), Excerpt(token, kLongestToken));
+  }
+  return Excerpt(message, 200);
+}
+
+// Makes the name stand for the value. A name muParser cannot take (too long,
+// holding other characters) is a CExpressionError of the expression compiled
+// with it.
+void DefineName(mu::Parser& parser, const std::string& name, double* value,
+                CExpressionError::EWhere where, int index) {
+  try {
+    parser.DefineVar(name, value);
+  } catch (const mu::ParserError& error) {
+    throw CExpressionError(where, index,
+                           "cannot use '" + Excerpt(name) + "' as a name: " + MessageOf(error), "");
+  }
+}
+
+// Checks that the expression keeps to the language (ExpressionSyntax.h) and
+// parses it once, so that syntax errors and unknown names come out now and not
+// at the first evaluation.
 void Compile(mu::Parser& parser, const std::string& expression,
              CExpressionError::EWhere where, int index) {
+  if (const auto outside = FindSyntaxOutsideTheLanguage(expression)) {
+    throw CExpressionError(where, index, "cannot read '" + Excerpt(expression) + "': " + *outside,
+                           "");
+  }
   try {
     parser.SetExpr(expression);
     parser.Eval();
@@ -28,13 +62,15 @@ void Compile(mu::Parser& parser, const std::string& expression,
     const bool isName = error.GetCode() == mu::ecUNASSIGNABLE_TOKEN && !token.empty() &&
                         (std::isalpha(static_cast<unsigned char>(token[0])) || token[0] == '_');
     if (isName) {
-      throw CExpressionError(where, index, "unknown name '" + token + "' in '" + expression + "'",
-                             token);
+      throw CExpressionError(
+          where, index, "unknown name '" + Excerpt(token) + "' in '" + Excerpt(expression) + "'",
+          token);
     }
     if (expression.find_first_not_of(" \t") == std::string::npos) {
       throw CExpressionError(where, index, "the expression is empty", "");
     }
-    throw CExpressionError(where, index, "cannot read '" + expression + "': " + error.GetMsg(), "");
+    throw CExpressionError(where, index,
+                           "cannot read '" + Excerpt(expression) + "': " + MessageOf(error), "");
   }
 }
 
@@ -43,29 +79,28 @@ void Compile(mu::Parser& parser, const std::string& expression,
 CExpressionModel::CExpressionModel(const CModelDefinition& definition)
     : m_variableValues(definition.variableNames.size(), 0.0),
       m_equationValues(definition.equations.size(), 0.0) {
-  auto defineVariables = [&](mu::Parser& parser) {
-    for (size_t i = 0; i < definition.variableNames.size(); ++i) {
-      parser.DefineVar(definition.variableNames[i], &m_variableValues[i]);
+  // A parser for the expression at `index` of `where`, knowing the variables
+  // and the first `equationCount` equations.
+  auto makeParser = [&](size_t equationCount, CExpressionError::EWhere where, int index) {
+    auto parser = MakeParser();
+    for (size_t j = 0; j < definition.variableNames.size(); ++j) {
+      DefineName(*parser, definition.variableNames[j], &m_variableValues[j], where, index);
     }
+    for (size_t j = 0; j < equationCount; ++j) {
+      DefineName(*parser, definition.equations[j].first, &m_equationValues[j], where, index);
+    }
+    return parser;
   };
   for (size_t i = 0; i < definition.equations.size(); ++i) {
-    auto parser = MakeParser();
-    defineVariables(*parser);
-    for (size_t j = 0; j < i; ++j) {
-      parser->DefineVar(definition.equations[j].first, &m_equationValues[j]);
-    }
-    Compile(*parser, definition.equations[i].second, CExpressionError::EWhere::Equation,
-            static_cast<int>(i));
+    const auto where = CExpressionError::EWhere::Equation;
+    auto parser = makeParser(i, where, static_cast<int>(i));
+    Compile(*parser, definition.equations[i].second, where, static_cast<int>(i));
     m_equationParsers.push_back(std::move(parser));
   }
   for (size_t i = 0; i < definition.responses.size(); ++i) {
-    auto parser = MakeParser();
-    defineVariables(*parser);
-    for (size_t j = 0; j < definition.equations.size(); ++j) {
-      parser->DefineVar(definition.equations[j].first, &m_equationValues[j]);
-    }
-    Compile(*parser, definition.responses[i], CExpressionError::EWhere::Response,
-            static_cast<int>(i));
+    const auto where = CExpressionError::EWhere::Response;
+    auto parser = makeParser(definition.equations.size(), where, static_cast<int>(i));
+    Compile(*parser, definition.responses[i], where, static_cast<int>(i));
     m_responseParsers.push_back(std::move(parser));
   }
 }
@@ -91,7 +126,9 @@ double CExpressionModel::EvaluateConstant(const std::string& expression) {
 void CExpressionModel::Check(const std::string& expression, const std::vector<std::string>& names) {
   auto parser = MakeParser();
   std::vector<double> values(names.size(), 1.0);
-  for (size_t i = 0; i < names.size(); ++i) parser->DefineVar(names[i], &values[i]);
+  for (size_t i = 0; i < names.size(); ++i) {
+    DefineName(*parser, names[i], &values[i], CExpressionError::EWhere::Response, 0);
+  }
   Compile(*parser, expression, CExpressionError::EWhere::Response, 0);
 }
 

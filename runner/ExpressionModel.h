@@ -12,10 +12,11 @@
 //   std::vector<double> responses(model.ResponseCount());
 //   model.Evaluate(design.data(), responses.data());
 //
-// Expressions use muParser's syntax: + - * / ^, parentheses, sqrt, exp, log
-// (natural), log10, sin, cos, tan, asin, acos, atan, sinh, cosh, tanh, abs,
-// min, max, and the constant pi. An equation may use the variables and the
-// equations listed before it; a response may use every variable and equation.
+// Expressions use muParser's syntax restricted to the language of problem
+// files (ExpressionSyntax.h): numbers, names, + - * / ^, parentheses, muParser's
+// functions (sqrt, exp, log (natural), sin, min, max, ...) and the constant pi.
+// An equation may use the variables and the equations listed before it; a
+// response may use every variable and equation.
 //
 // Cost: construction parses every expression once; Evaluate() runs the
 // compiled byte code of each equation and response once, with no allocation.
@@ -38,8 +39,9 @@ struct CModelDefinition {
   std::vector<std::string> responses;  // response expressions, in response order
 };
 
-// An expression that cannot be compiled. Says which one (equation or response
-// and its index), what is wrong, and, for an unknown name, the name.
+// An expression that cannot be compiled, or a name muParser cannot take. Says
+// which expression (equation or response and its index), what is wrong, and,
+// for an unknown name, the name.
 class CExpressionError : public std::runtime_error {
  public:
   enum class EWhere { Equation, Response };

@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include "MessageText.h"
 #include "TomlFields.h"
 
 namespace {
@@ -59,13 +60,15 @@ std::vector<std::string> MoveBoundsOntoAllowedValues(CProblem& problem, std::vec
       variable.upper = AllowedAtOrBelow(oldUpper, values);
     }
     const char* moved = isInteger ? "rounded" : "moved";
-    const std::string target = isInteger ? "" : fmt::format(" (a value of set '{}')", variable.setName);
+    const std::string target =
+        isInteger ? "" : fmt::format(" (a value of set '{}')", Excerpt(variable.setName));
     const bool lowerMoved = !IsSameValue(oldLower, variable.lower);
     const bool upperMoved = !IsSameValue(oldUpper, variable.upper);
     if (variable.lower > variable.upper) {
       issues.push_back({variable.line, "variables." + variable.name,
                         fmt::format("no {} lies between the bounds {} and {}",
-                                    isInteger ? "whole number" : "value of set '" + variable.setName + "'",
+                                    isInteger ? "whole number"
+                                              : "value of set '" + Excerpt(variable.setName) + "'",
                                     FormatNumber(oldLower), FormatNumber(oldUpper))});
       continue;
     }

@@ -1,28 +1,48 @@
 #include "ProblemCheck.h"
 
+#include <algorithm>
+#include <cctype>
 #include <map>
-#include <regex>
+#include <optional>
 
 #include <fmt/format.h>
+#include <muParserDef.h>
 
 #include "ExpressionModel.h"
+#include "MessageText.h"
 
 namespace {
 
-bool IsIdentifier(const std::string& name) {
-  static const std::regex identifier("[A-Za-z_][A-Za-z0-9_]*");
-  return std::regex_match(name, identifier);
+// Names of variables and equations are at most as long as muParser's identifiers.
+constexpr size_t kLongestName = mu::MaxLenIdentifier;
+
+// Why the name cannot be used in expressions; nothing when it can.
+std::optional<std::string> NameMistake(const std::string& name) {
+  if (name.size() > kLongestName) {
+    return fmt::format("'{}' has {} characters; a name has at most {}", Excerpt(name), name.size(),
+                       kLongestName);
+  }
+  auto isNameCharacter = [](char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) || c == '_';
+  };
+  if (name.empty() || std::isdigit(static_cast<unsigned char>(name[0])) ||
+      !std::all_of(name.begin(), name.end(), isNameCharacter)) {
+    return fmt::format(
+        "'{}' is not a usable name: start with a letter or '_', then letters, digits or '_'",
+        Excerpt(name));
+  }
+  if (CExpressionModel::IsReservedName(name)) {
+    return fmt::format("'{}' is the name of a function or constant", name);
+  }
+  return std::nullopt;
 }
 
 // Names of variables and equations share one name space: expressions use both.
 void CheckNames(const CProblem& problem, std::vector<CProblemIssue>& issues) {
   std::map<std::string, std::string> declared;  // name -> "variable (line n)"
   auto check = [&](const std::string& name, int line, const std::string& path, const char* what) {
-    if (!IsIdentifier(name)) {
-      issues.push_back({line, path, fmt::format("'{}' is not a usable name: start with a letter or '_', "
-                                                "then letters, digits or '_'", name)});
-    } else if (CExpressionModel::IsReservedName(name)) {
-      issues.push_back({line, path, fmt::format("'{}' is the name of a function or constant", name)});
+    if (const auto mistake = NameMistake(name)) {
+      issues.push_back({line, path, *mistake});
     } else if (auto found = declared.find(name); found != declared.end()) {
       issues.push_back({line, path, fmt::format("duplicate name '{}': already the name of a {}", name, found->second)});
       return;
@@ -53,12 +73,15 @@ void CheckExpression(const std::string& expression, const std::vector<std::strin
 void CheckExpressions(const CProblem& problem, std::vector<CProblemIssue>& issues) {
   std::vector<std::string> names;
   auto declare = [&](const std::string& name) {
-    if (IsIdentifier(name) && !CExpressionModel::IsReservedName(name)) names.push_back(name);
+    if (!NameMistake(name)) names.push_back(name);
   };
   for (const CProblemVariable& variable : problem.variables) declare(variable.name);
   for (const CProblemEquation& equation : problem.equations) {
-    CheckExpression(equation.expression, names, equation.line, "equations." + equation.name,
-                    " (an equation may use the variables and the equations above it)", issues);
+    // An empty expression (or a value that is none) is already reported while reading.
+    if (equation.expression.find_first_not_of(" \t\r\n") != std::string::npos) {
+      CheckExpression(equation.expression, names, equation.line, "equations." + equation.name,
+                      " (an equation may use the variables and the equations above it)", issues);
+    }
     declare(equation.name);
   }
   if (problem.objective.find_first_not_of(" \t") != std::string::npos) {

@@ -8,6 +8,7 @@
 
 #include "Comparison.h"
 #include "ExpressionModel.h"
+#include "MessageText.h"
 
 namespace {
 
@@ -82,7 +83,9 @@ EVariableKind ReadKind(CTableReader& reader, bool hasSet) {
   if (*kind == "continuous") return EVariableKind::Continuous;
   if (*kind == "integer") return EVariableKind::Integer;
   if (*kind == "set") return EVariableKind::Set;
-  reader.Report("kind", fmt::format("\"{}\" is not a kind; use \"continuous\", \"integer\" or \"set\"", *kind));
+  reader.Report("kind",
+                fmt::format("\"{}\" is not a kind; use \"continuous\", \"integer\" or \"set\"",
+                            Excerpt(*kind)));
   return EVariableKind::Continuous;
 }
 
@@ -97,7 +100,7 @@ void ReadVariable(CTableReader& reader, const std::vector<CProblemSet>& sets, CP
       variable.setName = *setName;
       auto found = std::find_if(sets.begin(), sets.end(), [&](const CProblemSet& s) { return s.name == *setName; });
       if (found == sets.end()) {
-        reader.Report("set", fmt::format("unknown set '{}'", *setName));
+        reader.Report("set", fmt::format("unknown set '{}'", Excerpt(*setName)));
       } else {
         variable.setIndex = static_cast<int>(found - sets.begin());
       }
@@ -184,14 +187,17 @@ void ReadConstraint(const std::string& name, const toml::node& node, CProblemCon
     try {
       constraint.bound = CExpressionModel::EvaluateConstant(comparison.right);
     } catch (const CExpressionError& error) {
-      issues.push_back({constraint.line, path,
-                        error.UnknownName().empty()
-                            ? error.what()
-                            : fmt::format("the value '{}' may not use names; move '{}' to the left-hand side",
-                                          comparison.right, error.UnknownName())});
+      issues.push_back(
+          {constraint.line, path,
+           error.UnknownName().empty()
+               ? error.what()
+               : fmt::format("the value '{}' may not use names; move '{}' to the left-hand side",
+                             Excerpt(comparison.right), error.UnknownName())});
     }
     if (!std::isfinite(constraint.bound)) {
-      issues.push_back({constraint.line, path, fmt::format("the value '{}' is not a finite number", comparison.right)});
+      issues.push_back(
+          {constraint.line, path,
+           fmt::format("the value '{}' is not a finite number", Excerpt(comparison.right))});
     }
   } catch (const std::invalid_argument& error) {
     issues.push_back({constraint.line, path, error.what()});
@@ -238,6 +244,8 @@ void ReadEquations(CTableReader& top, CProblem& problem, std::vector<CProblemIss
     CProblemEquation equation{name, node->value_or(std::string()), LineOf(*node)};
     if (!node->is_string()) {
       issues.push_back({equation.line, "equations." + name, fmt::format("{} is not an expression in double quotes", Describe(*node))});
+    } else if (equation.expression.find_first_not_of(" \t\r\n") == std::string::npos) {
+      issues.push_back({equation.line, "equations." + name, "the expression is empty"});
     }
     problem.equations.push_back(std::move(equation));
   }

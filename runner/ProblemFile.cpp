@@ -1,15 +1,21 @@
 #include "ProblemFile.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
-#include <fstream>
+#include <cctype>
+#include <cerrno>
+#include <cstring>
 #include <limits>
-#include <regex>
-#include <sstream>
+#include <optional>
 #include <tuple>
 
 #include <fmt/format.h>
 
 #include "Algorithms.h"
+#include "MessageText.h"
 #include "ProblemBounds.h"
 #include "ProblemCheck.h"
 #include "ProblemSections.h"
@@ -19,6 +25,12 @@ namespace {
 
 constexpr double kLargestInteger = std::numeric_limits<int32_t>::max();
 constexpr long long kMostStartPoints = 10000;
+// The name makes the database file name "<name>-<n>.db", which must stay
+// below the file systems' 255 bytes.
+constexpr size_t kLongestProblemName = 100;
+// Problem files are a few kilobytes; this leaves room for sets and
+// expressions far beyond any real problem and refuses devices and runaway files.
+constexpr size_t kLargestProblemFile = size_t{16} << 20;
 
 // "expr", or a table {expression, name, scale}.
 void ReadObjective(CTableReader& top, CProblem& problem, std::vector<CProblemIssue>& issues) {
@@ -53,14 +65,16 @@ void ReadOptimizer(CTableReader& top, COptimizerSettings& settings, std::vector<
   CTableReader reader(*table, "optimizer", issues);
   if (const auto algorithm = reader.Text("algorithm", ERequired::No)) {
     if (FindAlgorithm(*algorithm) == nullptr) {
-      reader.Report("algorithm", fmt::format("\"{}\" is not an algorithm; use {}", *algorithm, AlgorithmNames(true)));
+      reader.Report("algorithm", fmt::format("\"{}\" is not an algorithm; use {}", Excerpt(*algorithm),
+                                             AlgorithmNames(true)));
     }
     settings.algorithm = *algorithm;
   }
   if (const auto gradient = reader.Text("gradient", ERequired::No)) {
     if (*gradient == "central") settings.gradient = EGradientKind::Central;
     else if (*gradient == "forward") settings.gradient = EGradientKind::Forward;
-    else reader.Report("gradient", fmt::format("\"{}\" is not a scheme; use \"central\" or \"forward\"", *gradient));
+    else reader.Report("gradient", fmt::format("\"{}\" is not a scheme; use \"central\" or \"forward\"",
+                                               Excerpt(*gradient)));
   }
   if (const auto step = reader.Number("step", ERequired::No)) {
     if (*step <= 0 || *step >= 1) reader.Report("step", fmt::format("{} is not between 0 and 1", FormatNumber(*step)));
@@ -122,18 +136,43 @@ void ReadReference(CTableReader& top, CProblem& problem, std::vector<CProblemIss
   reader.ReportUnknownKeys();
 }
 
-void ReadSettings(CTableReader& top, CProblem& problem) {
-  problem.name = top.Text("name", ERequired::Yes).value_or("");
-  static const std::regex fileName("[A-Za-z0-9_][A-Za-z0-9_.-]*");
-  if (top.Node("name") != nullptr && !std::regex_match(problem.name, fileName)) {
-    top.Report("name", fmt::format("\"{}\" may hold only letters, digits, '_', '-' and '.' "
-                                   "(it names the database file)", problem.name));
+// Why the name cannot name the database file; nothing when it can.
+std::optional<std::string> ProblemNameMistake(const std::string& name) {
+  const char* const rule = "(it names the database file)";
+  if (name.empty()) return fmt::format("the name is empty {}", rule);
+  if (name.size() > kLongestProblemName) {
+    return fmt::format("\"{}\" has {} characters; a name has at most {} {}", Excerpt(name),
+                       name.size(), kLongestProblemName, rule);
   }
+  auto isLetterDigitOrUnderscore = [](char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) || c == '_';
+  };
+  if (!isLetterDigitOrUnderscore(name[0])) {
+    return fmt::format("\"{}\" starts with {}; a name starts with a letter, a digit or '_' {}",
+                       Excerpt(name), CharacterName(name[0]), rule);
+  }
+  const auto bad = std::find_if(name.begin(), name.end(), [&](char c) {
+    return !isLetterDigitOrUnderscore(c) && c != '-' && c != '.';
+  });
+  if (bad != name.end()) {
+    return fmt::format("\"{}\" holds {}; a name holds only letters, digits, '_', '-' and '.' {}",
+                       Excerpt(name), CharacterName(*bad), rule);
+  }
+  return std::nullopt;
+}
+
+void ReadSettings(CTableReader& top, CProblem& problem) {
+  const auto name = top.Text("name", ERequired::Yes);
+  if (name) {
+    if (const auto mistake = ProblemNameMistake(*name)) top.Report("name", *mistake);
+  }
+  problem.name = name.value_or("");
   problem.description = top.Text("description", ERequired::No).value_or("");
   problem.source = top.Text("source", ERequired::No).value_or("");
   if (const auto sense = top.Text("sense", ERequired::No)) {
     if (*sense != "min" && *sense != "max") {
-      top.Report("sense", fmt::format("\"{}\" is not a sense; use \"min\" or \"max\"", *sense));
+      top.Report("sense",
+                 fmt::format("\"{}\" is not a sense; use \"min\" or \"max\"", Excerpt(*sense)));
     }
     problem.minimize = *sense != "max";
   }
@@ -164,6 +203,25 @@ void ReadSettings(CTableReader& top, CProblem& problem) {
   }
 }
 
+// What a file that is no regular file is, for a message.
+const char* FileKind(mode_t mode) {
+  if (S_ISDIR(mode)) return "a directory";
+  if (S_ISCHR(mode)) return "a character device";
+  if (S_ISBLK(mode)) return "a block device";
+  if (S_ISFIFO(mode)) return "a FIFO (named pipe)";
+  if (S_ISSOCK(mode)) return "a socket";
+  return "a special file";
+}
+
+std::string TooLarge() {
+  return fmt::format("the file is larger than {} MiB, the most a problem file may hold",
+                     kLargestProblemFile >> 20);
+}
+
+// Longest field path and TOML syntax message quoted in a message.
+constexpr size_t kLongestField = 160;
+constexpr size_t kLongestParseError = 200;
+
 }  // namespace
 
 CProblemFileError::CProblemFileError(const std::string& file, std::vector<CProblemIssue> issues)
@@ -174,7 +232,7 @@ CProblemFileError::CProblemFileError(const std::string& file, std::vector<CProbl
           text += file;
           if (issue.line > 0) text += ":" + std::to_string(issue.line);
           text += ": ";
-          if (!issue.field.empty()) text += issue.field + ": ";
+          if (!issue.field.empty()) text += Excerpt(issue.field, kLongestField) + ": ";
           text += issue.message;
         }
         return text;
@@ -187,7 +245,7 @@ CProblem ParseProblem(std::string_view text, const std::string& fileName) {
     document = toml::parse(text, std::string_view(fileName));
   } catch (const toml::parse_error& error) {
     throw CProblemFileError(fileName, {{static_cast<int>(error.source().begin.line), "",
-                                        std::string(error.description())}});
+                                        Excerpt(error.description(), kLongestParseError)}});
   }
   std::vector<CProblemIssue> issues;
   CProblem problem;
@@ -214,9 +272,33 @@ CProblem ParseProblem(std::string_view text, const std::string& fileName) {
 }
 
 CProblem ReadProblemFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) throw CProblemFileError(path, {{0, "", "cannot open the file"}});
-  std::ostringstream text;
-  text << file.rdbuf();
-  return ParseProblem(text.str(), path);
+  auto fail = [&](const std::string& message) {
+    return CProblemFileError(path, {{0, "", message}});
+  };
+  // Opening does not wait for a writer, should the path name a FIFO.
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (descriptor < 0) throw fail(fmt::format("cannot open the file: {}", std::strerror(errno)));
+  struct SCloser {
+    int descriptor;
+    ~SCloser() { close(descriptor); }
+  } closer{descriptor};
+  struct stat status {};
+  if (fstat(descriptor, &status) != 0)
+    throw fail(fmt::format("cannot read the file: {}", std::strerror(errno)));
+  if (!S_ISREG(status.st_mode)) {
+    throw fail(fmt::format("is {}, not a problem file (a regular file)", FileKind(status.st_mode)));
+  }
+  if (static_cast<unsigned long long>(status.st_size) > kLargestProblemFile) throw fail(TooLarge());
+  // The size is checked again while reading: the file may grow meanwhile.
+  std::string text;
+  char buffer[65536];
+  for (;;) {
+    const ssize_t count = read(descriptor, buffer, sizeof buffer);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) throw fail(fmt::format("cannot read the file: {}", std::strerror(errno)));
+    if (count == 0) break;
+    text.append(buffer, static_cast<size_t>(count));
+    if (text.size() > kLargestProblemFile) throw fail(TooLarge());
+  }
+  return ParseProblem(text, path);
 }

@@ -6,6 +6,8 @@
 
 #include <fmt/format.h>
 
+#include "MessageText.h"
+
 namespace {
 
 // Edit distance of two short texts (Levenshtein 1966), for "did you mean".
@@ -32,7 +34,7 @@ std::string Describe(const toml::node& node) {
   if (auto number = node.value<double>(); number && !node.is_string()) return FormatNumber(*number);
   std::ostringstream text;
   node.visit([&](auto&& value) { text << value; });
-  return text.str();
+  return Excerpt(text.str());
 }
 
 std::string FormatNumber(double value) { return fmt::format("{}", value); }
@@ -117,7 +119,7 @@ void CTableReader::ReportUnknownKeys() {
   for (auto&& [key, node] : m_table) {
     const std::string name(key.str());
     if (m_knownKeys.count(name) > 0) continue;
-    std::string message = "unknown key '" + name + "'";
+    std::string message = "unknown key '" + Excerpt(name) + "'";
     for (const std::string& known : m_knownKeys) {
       if (EditDistance(name, known) <= 2) {
         message += "; did you mean '" + known + "'?";

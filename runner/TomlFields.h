@@ -61,7 +61,8 @@ class CTableReader {
 
 // The line of a TOML node (0 when toml++ does not know it).
 int LineOf(const toml::node& node);
-// A TOML value written back for a message ("60", "\"abc\"", "[1, 2]").
+// A TOML value written back for a message ("60", "\"abc\"", "[1, 2]"), long
+// ones cut short (MessageText.h).
 std::string Describe(const toml::node& node);
 // A number written for a message in the shortest form that reads back exactly.
 std::string FormatNumber(double value);

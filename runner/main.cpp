@@ -2,14 +2,20 @@
 // files with the branch-and-bound module, and shows what a task database
 // holds. Usage in docs/cli.md; exit codes in ExitCodes.h.
 
-#include <fmt/format.h>
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <functional>
+#include <limits>
+#include <vector>
 
 #include <CLI/CLI.hpp>
-#include <functional>
+#include <fmt/format.h>
 
 #include "Algorithms.h"
 #include "Commands.h"
 #include "DiscreteModule.h"
+#include "MessageText.h"
 #include "ProblemFile.h"
 #include "Search.h"
 #include "TaskDatabase.h"
@@ -42,6 +48,52 @@ int Guarded(const std::function<EExitCode()>& command) {
   }
 }
 
+// The option's value is a finite number >= 0 (CLI11's own ranges let NaN
+// through and print their ends with 309 digits).
+CLI::Validator FiniteAtLeastZero() {
+  return CLI::Validator(
+      [](std::string& input) -> std::string {
+        char* end = nullptr;
+        const double value = std::strtod(input.c_str(), &end);
+        if (input.empty() || *end != '\0' || !std::isfinite(value) || value < 0) {
+          return fmt::format("'{}' is not a finite number >= 0", Excerpt(input));
+        }
+        return "";
+      },
+      "NUMBER >= 0");
+}
+
+// The option's value is a whole number from 0 to 2147483647.
+CLI::Validator WholeAtLeastZero() {
+  return CLI::Validator(
+      [](std::string& input) -> std::string {
+        char* end = nullptr;
+        errno = 0;
+        const long long value = std::strtoll(input.c_str(), &end, 10);
+        if (input.empty() || *end != '\0' || errno != 0 || value < 0 ||
+            value > std::numeric_limits<int>::max()) {
+          return fmt::format("'{}' is not a whole number from 0 to {}", Excerpt(input),
+                             std::numeric_limits<int>::max());
+        }
+        return "";
+      },
+      "INT >= 0");
+}
+
+// The first argument names a command, unless it is an option. An unknown one
+// would otherwise be reported as a missing command.
+bool RefusesUnknownCommand(CLI::App& app, int argc, char** argv) {
+  if (argc < 2 || argv[1][0] == '-') return false;
+  std::vector<std::string> commands;
+  for (const CLI::App* command : app.get_subcommands({})) {
+    if (command->get_name() == argv[1]) return false;
+    commands.push_back(command->get_name());
+  }
+  fmt::print(stderr, "discrete: unknown command '{}'; the commands are {}\n", Excerpt(argv[1]),
+             fmt::join(commands, ", "));
+  return true;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -68,9 +120,9 @@ int main(int argc, char** argv) {
       ->add_option("--optimizer", optimizer, AlgorithmNames(false) + " (default: the file's)")
       ->check(CLI::IsMember(algorithmNames));
   solveCommand->add_option("--max-nodes", maxNodes, "stop after this many subtasks (0: no limit)")
-      ->check(CLI::NonNegativeNumber);
+      ->check(WholeAtLeastZero());
   solveCommand->add_option("--time-limit", timeLimit, "stop after this many seconds (0: no limit)")
-      ->check(CLI::NonNegativeNumber);
+      ->check(FiniteAtLeastZero());
   solveCommand
       ->add_option("--retries", solve.retries,
                    "other start points for a local search that did not converge")
@@ -105,6 +157,7 @@ int main(int argc, char** argv) {
   CLI::App* optimizersCommand = app.add_subcommand(
       "optimizers", "list the continuous optimisers: name, then what it is, one per line");
 
+  if (RefusesUnknownCommand(app, argc, argv)) return static_cast<int>(EExitCode::UsageError);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -4,6 +4,11 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
 
 #include "ProblemFile.h"
 
@@ -157,7 +162,19 @@ INSTANTIATE_TEST_SUITE_P(
         CBadCase{18, "set = \"thickness\"\nlower = 1.5",
                  "variables.n.set: only a variable of kind \"set\" takes its values from a set"},
         CBadCase{1, "name = \"my plate\"",
-                 "plate.toml:1: name: \"my plate\" may hold only letters, digits"},
+                 "plate.toml:1: name: \"my plate\" holds ' '; a name holds only letters, digits"},
+        CBadCase{1, "name = \".plate\"",
+                 "plate.toml:1: name: \".plate\" starts with '.'; a name starts with a letter, a "
+                 "digit or '_'"},
+        CBadCase{5, "objective = \"w = 3\"",
+                 "plate.toml:5: objective: cannot read 'w = 3': '=' (character 3): expressions "
+                 "have no assignments or comparisons"},
+        CBadCase{5, "objective = \"(w < 3) * t\"",
+                 "objective: cannot read '(w < 3) * t': '<' (character 4): expressions have no"},
+        CBadCase{21, "density = \" \"", "plate.toml:21: equations.density: the expression is empty"},
+        CBadCase{21, "density = \"7.85, n\"",
+                 "plate.toml:21: equations.density: cannot read '7.85, n': ',' (character 5): a "
+                 "comma only separates the arguments of a function"},
         CBadCase{24, "area = { expression = \"w * t <= 30\", scale = -1 }",
                  "plate.toml:24: constraints.area.scale: -1 is not above 0"},
         CBadCase{0, "[limits]\nmax_nodes = 0\n",
@@ -172,10 +189,64 @@ TEST(ProblemFile, ReportsEveryMistakeNotOnlyTheFirst) {
               ContainsRegex("plate.toml:3: sense.*plate.toml:9: variables.w.lower"));
 }
 
-TEST(ProblemFile, AMissingFileIsReportedByName) {
-  EXPECT_THAT(
-      [] { ReadProblemFile("/nonexistent/gear.toml"); },
-      ThrowsMessage<CProblemFileError>(StrEq("/nonexistent/gear.toml: cannot open the file")));
+// A mistake gets one line (a value of the wrong type no second one about its
+// contents), quoting at most the start of a name, expression or text of any size.
+TEST(ProblemFile, EveryMistakeIsOneShortLineHoweverLargeTheInput) {
+  const std::string huge(800000, 'v');
+  const struct {
+    std::string text;      // the problem
+    std::string expected;  // in the one line of the error
+  } cases[] = {
+      {WithLine(1, "name = 5"), "plate.toml:1: name: 5 is not a text (write it in double quotes)"},
+      {WithLine(21, "density = 7.85"), "plate.toml:21: equations.density: 7.85 is not an expression in double quotes"},
+      {WithLine(1, "name = \"" + std::string(300, 'p') + "\""),
+       "pppp...\" has 300 characters; a name has at most 100"},
+      {std::string(kSoundProblem) + "[variables." + std::string(101, 'v') +
+           "]\nlower = 0\nupper = 1\n",
+       "vvvv...' has 101 characters; a name has at most 100"},
+      {std::string(kSoundProblem) + "[variables." + huge.substr(0, 40000) +
+           "]\nlower = 0\nupper = 1\n",
+       "has 40000 characters; a name has at most 100"},
+      {WithLine(5, "objective = \"" + huge + "\""),
+       "the expression has 800000 characters; at most 20000 are allowed"},
+      {WithLine(5, "objective = \"\"\"w * t\n  * rho\"\"\""),
+       "objective: unknown name 'rho' in 'w * t   * rho'"},
+      {WithLine(3, "sense = \"" + huge + "\""), "\"vvvv"},
+      // muParser quotes the rest of the expression from an unexpected token on.
+      {WithLine(5, "objective = \"\"\"w * . 7\n + " + huge.substr(0, 5000) + "\n + t\"\"\""),
+       "v...\" found at position 4"},
+  };
+  for (const auto& bad : cases) {
+    const std::string errors = ErrorsOf(bad.text);
+    EXPECT_THAT(errors, HasSubstr(bad.expected));
+    EXPECT_EQ(errors.find('\n'), std::string::npos) << errors.substr(0, 400);
+    EXPECT_LT(errors.size(), 400u);
+  }
+}
+
+// What cannot be read says why, and what is no regular file or too large is
+// not read at all (reading /dev/zero would never end).
+TEST(ProblemFile, OnlyARegularFileOfAtMost16MiBIsRead) {
+  const std::filesystem::path folder = std::filesystem::temp_directory_path() /
+                                       ("discrete-problem-file-" + std::to_string(getpid()));
+  std::filesystem::create_directories(folder);
+  const std::string fifo = (folder / "fifo.toml").string();
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  const std::string large = (folder / "large.toml").string();
+  std::ofstream(large) << kSoundProblem;
+  std::filesystem::resize_file(large, (16 << 20) + 1);
+  const std::pair<std::string, std::string> cases[] = {
+      {"/nonexistent/gear.toml",
+       "/nonexistent/gear.toml: cannot open the file: No such file or directory"},
+      {folder.string(), folder.string() + ": is a directory, not a problem file (a regular file)"},
+      {"/dev/zero", "/dev/zero: is a character device, not a problem file (a regular file)"},
+      {fifo, fifo + ": is a FIFO (named pipe), not a problem file (a regular file)"},
+      {large, large + ": the file is larger than 16 MiB, the most a problem file may hold"},
+  };
+  for (const auto& [path, expected] : cases) {
+    EXPECT_THAT([&] { ReadProblemFile(path); }, ThrowsMessage<CProblemFileError>(StrEq(expected)));
+  }
+  std::filesystem::remove_all(folder);
 }
 
 }  // namespace

@@ -139,8 +139,17 @@ variables.x1 = { kind = "integer", lower = 70, upper = 60 }
     Matcher<const std::string&> printed;  // stdout, then stderr
   } cases[] = {
       {"solve", "", 2, StartsWith("problem is required\n")},
-      {"frobnicate", "", 2, StartsWith("A subcommand is required\n")},
-      {"solve small.toml --max-nodes -3", "", 2, StartsWith("--max-nodes: Value -3 not in range")},
+      {"frobnicate", "", 2,
+       StrEq("discrete: unknown command 'frobnicate'; the commands are solve, show, tree, "
+             "version, optimizers\n")},
+      {"solve small.toml --max-nodes -3", "", 2,
+       StartsWith("--max-nodes: '-3' is not a whole number from 0 to 2147483647\n")},
+      {"solve small.toml --time-limit nan", "", 2,
+       StartsWith("--time-limit: 'nan' is not a finite number >= 0\n")},
+      {"solve small.toml --time-limit -1e308", "", 2,
+       StartsWith("--time-limit: '-1e308' is not a finite number >= 0\n")},
+      {"solve /dev/zero", "", 3,
+       StrEq("/dev/zero: is a character device, not a problem file (a regular file)\n")},
       {"solve small.toml --optimizer newton", "", 2, StartsWith("--optimizer: newton not in")},
       {"solve gear.toml", "", 3,
        StrEq("gear.toml:3: variables.x1.lower: 70 is above upper bound 60\n")},
