@@ -4,7 +4,7 @@ CNodeMirror::CNodeMirror(bool minimize, double tolerance) : m_minimize(minimize)
 
 ENodeOutcome CNodeMirror::NodeSolved(int taskId, bool converged, double objective, double maxConstraint,
                                      bool discreteFeasible) {
-  if (!converged) return ENodeOutcome::Unsolved;
+  if (!converged) return ENodeOutcome::NotConverged;
   if (!(maxConstraint <= m_tolerance)) return ENodeOutcome::Infeasible;
   if (HasIncumbent() && IsBetter(m_incumbentObjective, objective)) return ENodeOutcome::WorseThanIncumbent;
   if (!discreteFeasible) {

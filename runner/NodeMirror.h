@@ -23,7 +23,7 @@ class CNodeMirror {
   CNodeMirror(bool minimize, double tolerance);
 
   // Classifies a solved node and updates the incumbent, by the module's rule:
-  // unsolved when its local searches did not converge (the module closes it);
+  // not converged when none of its local searches did (the module closes it);
   // infeasible when maxConstraint > tolerance; worse when an incumbent exists
   // and the objective is strictly worse; the flag the module wrote into the
   // node's result decides between an acceptable discrete design and an open

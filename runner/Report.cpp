@@ -75,13 +75,14 @@ void PrintHeading(FILE* out, const CProblemLabels& labels, const CSearchOutcome&
   fmt::print(out, "  database      {} (search task {})\n\n", databasePath, outcome.searchTaskId);
   // Only a search that ended with every node solved is complete and exact.
   const bool exact =
-      outcome.end == ESearchEnd::Complete && outcome.nodesUnsolved == 0 && !outcome.rootUnsolved;
+      outcome.end == ESearchEnd::Complete && outcome.nodesNotConverged == 0 && !outcome.rootNotConverged;
   std::string end = Describe(outcome.end);
-  if (outcome.rootUnsolved) {
-    end += ", but the continuous problem itself could not be solved; nothing below it was explored";
-  } else if (outcome.nodesUnsolved > 0) {
-    end += fmt::format(", but {} subtask{} could not be solved; their subtrees were not explored",
-                       outcome.nodesUnsolved, outcome.nodesUnsolved == 1 ? "" : "s");
+  if (outcome.rootNotConverged) {
+    end += ", but the continuous problem itself did not converge; nothing below it was explored";
+  } else if (outcome.nodesNotConverged > 0) {
+    const bool one = outcome.nodesNotConverged == 1;
+    end += fmt::format(", but {} subtask{} did not converge; {} not explored", outcome.nodesNotConverged,
+                       one ? "" : "s", one ? "its subtree was" : "their subtrees were");
   }
   if (outcome.discreteFeasible) {
     const char* what = exact ? "the best feasible discrete design"
@@ -153,7 +154,7 @@ void PrintEffort(FILE* out, const CSearchOutcome& outcome) {
   fmt::print(
       out, "\nSearch: {} subtasks solved{}, {} analyses, {} gradient evaluations, {:.2f} s\n",
       outcome.nodesSolved,
-      outcome.nodesUnsolved > 0 ? fmt::format(" ({} of them unsolved)", outcome.nodesUnsolved) : "",
+      outcome.nodesNotConverged > 0 ? fmt::format(" ({} of them not converged)", outcome.nodesNotConverged) : "",
       nNumAnalyses, nNumGradCalc, outcome.seconds);
   fmt::print(out,
              "Time (s): optimiser {:.3f}, database reads {:.3f}, database writes {:.3f}, discrete "
@@ -178,7 +179,7 @@ void PrintReport(FILE* out, const CSearchOutcome& outcome, const std::string& da
     fmt::print(out,
                "  the continuous {} (no discrete restriction) has objective {} and largest scaled "
                "violation {:.3g} (tolerance {:g})\n",
-               outcome.rootUnsolved ? "problem's best design evaluated" : "optimum",
+               outcome.rootNotConverged ? "problem's best design evaluated" : "optimum",
                Number(relaxation.objective), relaxation.maxConstraint, task.tolerance);
   }
   PrintEffort(out, outcome);

@@ -105,7 +105,7 @@ CSearchOutcome CBranchAndBoundSearch::Run(int searchTaskId) {
 
 void CBranchAndBoundSearch::SolveSearchTask() {
   m_searchSolution = m_solveTask(m_outcome.searchTaskId, Deadline());
-  m_outcome.rootUnsolved = !IsConverged(m_searchSolution.status);
+  m_outcome.rootNotConverged = !IsConverged(m_searchSolution.status);
   m_outcome.solverSeconds += m_searchSolution.seconds;
 }
 
@@ -125,7 +125,7 @@ void CBranchAndBoundSearch::SolveAndPost(int subtaskId) {
   CallModule(fmt::format("posting subtask {}", subtaskId),
              [&] { m_module.PostDiscreteTask(subtaskId, false); });
   ++m_outcome.nodesSolved;
-  if (!IsConverged(solution.status)) ++m_outcome.nodesUnsolved;
+  if (!IsConverged(solution.status)) ++m_outcome.nodesNotConverged;
   Report(subtaskId, ParentOf(subtaskId), solution, DiscreteResultOf(subtaskId).discreteFeasible);
 }
 

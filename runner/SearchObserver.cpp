@@ -2,7 +2,8 @@
 
 const char* Describe(ENodeOutcome outcome) {
   switch (outcome) {
-    case ENodeOutcome::Unsolved: return "unsolved";
+    case ENodeOutcome::NotSolved: return "not solved";
+    case ENodeOutcome::NotConverged: return "not converged";
     case ENodeOutcome::Infeasible: return "infeasible";
     case ENodeOutcome::WorseThanIncumbent: return "worse than incumbent";
     case ENodeOutcome::DiscreteFeasible: return "discrete feasible";

@@ -7,14 +7,18 @@
 #include <string>
 #include <vector>
 
-// How the program classifies a node once its subtask is solved and posted,
-// following the module's node test: unsolved (none of its local searches
-// converged: the module closes it like an infeasible node, and its subtree
-// is not explored), infeasible for the tolerance, worse than the incumbent
-// (pruned by bound), an acceptable discrete design, or open (some discrete
-// variable is off its allowed values, so it will be branched).
+// A node's fate, in the one vocabulary of the progress line, the log, `show`,
+// `tree` and the report (Describe below). The program classifies a node once
+// its subtask is solved and posted, following the module's node test
+// (NodeMirror.h, the one place that decides): not converged (none of its
+// local searches converged: the module closes it like an infeasible node,
+// and its subtree is not explored), infeasible for the tolerance, worse than
+// the incumbent (pruned by bound), an acceptable discrete design, or to be
+// branched (some discrete variable is off its allowed values). A subtask
+// that was made but never solved (the search was interrupted) is not solved.
 enum class ENodeOutcome {
-  Unsolved,
+  NotSolved,
+  NotConverged,
   Infeasible,
   WorseThanIncumbent,
   DiscreteFeasible,
@@ -49,8 +53,8 @@ struct CSearchOutcome {
   ESearchEnd end = ESearchEnd::Complete;  // why it ended
   int searchTaskId = 0;        // the search task
   int nodesSolved = 0;         // subtasks solved
-  int nodesUnsolved = 0;       // of them, those none of whose local searches converged
-  bool rootUnsolved = false;   // the search task's own continuous problem was not solved
+  int nodesNotConverged = 0;   // of them, those none of whose local searches converged
+  bool rootNotConverged = false;  // none of the search task's own local searches converged
   int resultTask = 0;          // the task whose design is the result; 0 for none
   bool discreteFeasible = false;  // that design is a feasible discrete design
   double seconds = 0.0;        // wall time of the whole search

@@ -2,9 +2,12 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <vector>
 
+#include "NodeMirror.h"
 #include "Records.h"
+#include "SolveStatus.h"
 #include "TaskProblem.h"
 #include "TaskResult.h"
 
@@ -14,47 +17,55 @@ CSearchState ReadSearchState(int searchTaskId) {
   searchTask.m_nTaskID = searchTaskId;
   if (!searchTask.GetObject())
     throw CTaskDataError(fmt::format("the database holds no task {}", searchTaskId));
-  const double tolerance = ConstraintToleranceOf(searchTask);
-  const bool minimize = MinimizesObjective(searchTask);
 
-  CSearchState state;
-  CResult searchResult(database);
-  state.searchTaskSolved = ReadSolvedResult(searchTaskId, searchResult);
-  state.finished = state.searchTaskSolved;
-  double bestObjective = 0.0;
-  int bestTask = 0;
-  // Depth first without recursion: trees can be deep.
-  std::vector<int> pending(searchTask.m_vChildTaskIDs.rbegin(), searchTask.m_vChildTaskIDs.rend());
+  // The tasks of the tree, depth first without recursion (trees can be deep).
+  std::vector<int> tree;
+  std::vector<int> pending{searchTaskId};
   while (!pending.empty()) {
     const int taskId = pending.back();
     pending.pop_back();
+    tree.push_back(taskId);
     CTask task(database);
     task.m_nTaskID = taskId;
     if (!task.GetObject())
       throw CTaskDataError(fmt::format("task {}: its CTask record is missing", taskId));
     pending.insert(pending.end(), task.m_vChildTaskIDs.rbegin(), task.m_vChildTaskIDs.rend());
+  }
+  std::sort(tree.begin(), tree.end());  // the order of posting
+
+  CSearchState state;
+  state.finished = true;
+  CNodeMirror replay(MinimizesObjective(searchTask), ConstraintToleranceOf(searchTask));
+  CResult searchResult(database);
+  for (int taskId : tree) {
     CResult result(database);
-    if (!ReadSolvedResult(taskId, result)) {
+    const bool solved = ReadSolvedResult(taskId, result);
+    if (taskId == searchTaskId) {
+      state.searchTaskSolved = solved;
+      searchResult = result;
+    } else if (solved) {
+      ++state.solvedSubtasks;
+    }
+    if (!solved) {
       state.finished = false;
+      state.outcomes[taskId] = ENodeOutcome::NotSolved;
       continue;
     }
-    ++state.solvedSubtasks;
-    const double objective = result.m_dBestObj;
-    const bool acceptable = result.m_nDiscreteFeasible != 0 && result.m_dBestMaxCon <= tolerance;
-    const bool better = bestTask == 0 ||
-                        (minimize ? objective < bestObjective : objective > bestObjective) ||
-                        (objective == bestObjective && taskId < bestTask);
-    if (acceptable && better) {
-      bestTask = taskId;
-      bestObjective = objective;
-    }
+    // The search task's flag is the root's own only while no subtask has
+    // been posted (each post overwrites it); a root with children was
+    // branched, so it was not a discrete design.
+    const bool discrete = result.m_nDiscreteFeasible != 0 &&
+                          (taskId != searchTaskId || searchTask.m_vChildTaskIDs.empty());
+    const bool converged = result.m_nStatusCode == static_cast<int>(ESolveStatus::Converged);
+    state.outcomes[taskId] =
+        replay.NodeSolved(taskId, converged, result.m_dBestObj, result.m_dBestMaxCon, discrete);
   }
   if (state.finished) {
     state.resultTask = searchResult.m_nResultTask;
     state.discreteFeasible = searchResult.m_nDiscreteFeasible != 0;
   } else {
-    state.resultTask = bestTask;
-    state.discreteFeasible = bestTask != 0;
+    state.resultTask = replay.IncumbentTask();
+    state.discreteFeasible = replay.HasIncumbent();
   }
   return state;
 }

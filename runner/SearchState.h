@@ -11,13 +11,20 @@
 // unsolved search task; one that ran to its end or stopped at a limit leaves
 // none.
 //
+// Every node's fate is found by replaying the search: the solved tasks of
+// the tree, in the order they were posted (ascending task id: the module
+// makes each subtask only after the previous one was posted), go through
+// the same classification the running search used (NodeMirror.h).
+//
 // The result of a finished search is the module's: the search task's CResult
 // m_nResultTask and m_nDiscreteFeasible. During a search the module keeps
-// there the last posted subtask, so for an unfinished one the result is read
-// from the tree instead: the best solved subtask whose CResult
-// m_nDiscreteFeasible is 1 and whose largest scaled violation is within the
-// tolerance (lowest objective when minimising, highest when maximising; the
-// lower task id on a tie). Cost: one read of CTask and CResult per node.
+// there the last posted subtask, so for an unfinished one the result is the
+// replay's incumbent: the best node that the module's rule accepted as a
+// discrete design. Cost: one read of CTask and CResult per node.
+
+#include <map>
+
+#include "SearchObserver.h"
 
 struct CSearchState {
   bool searchTaskSolved = false;  // the search task's continuous problem has been solved
@@ -25,6 +32,7 @@ struct CSearchState {
   int solvedSubtasks = 0;         // subtasks of the tree that have been solved
   int resultTask = 0;             // task whose design stands as the result; 0 for none
   bool discreteFeasible = false;  // that design is a feasible discrete design
+  std::map<int, ENodeOutcome> outcomes;  // the fate of every task of the tree, the search task included
 };
 
 // Throws CTaskDataError (TaskProblem.h) when a task of the tree is missing.

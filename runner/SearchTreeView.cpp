@@ -56,20 +56,16 @@ std::string Bound(const CDVar& parent, const CDVar& child) {
   return text.empty() ? "same bounds" : text;
 }
 
-std::string Status(const CTaskView& view, double tolerance) {
-  if (!view.solved) return "not solved";
-  if (!(view.result.m_dBestMaxCon <= tolerance)) return "infeasible";
-  const bool isRoot = view.task.m_nParentTaskID <= 0;
-  if (view.result.m_nDiscreteFeasible != 0 && !isRoot) return "discrete feasible";
-  if (!view.task.m_vChildTaskIDs.empty()) return "branched";
-  return isRoot ? "root" : "pruned";
+// The node's fate (SearchState.h), and "branched" for a node to be branched
+// that was.
+std::string Status(const CTaskView& view, ENodeOutcome outcome) {
+  if (outcome == ENodeOutcome::ToBranch && !view.task.m_vChildTaskIDs.empty()) return "branched";
+  return Describe(outcome);
 }
 
 // The nodes in depth-first order (children in creation order), without
 // recursion: trees can be deep.
 std::vector<CTreeNode> ReadTree(int searchTaskId, const CSearchState& state) {
-  const CTaskView root(searchTaskId);
-  const double tolerance = ConstraintToleranceOf(root.task);
   const int incumbent = state.discreteFeasible ? state.resultTask : 0;
   std::vector<CTreeNode> nodes;
   struct CPending {               // a node still to be read
@@ -93,7 +89,7 @@ std::vector<CTreeNode> ReadTree(int searchTaskId, const CSearchState& state) {
     node.result = view.solved ? fmt::format("objective {:.10g}  max con {:.3g}", double(view.result.m_dBestObj),
                                             double(view.result.m_dBestMaxCon))
                               : "not solved";
-    node.status = Status(view, tolerance);
+    node.status = Status(view, state.outcomes.at(pending.taskId));
     node.isIncumbent = pending.taskId == incumbent;
     std::vector<bool> childLevels = pending.openLevels;
     if (pending.depth > 0) childLevels.push_back(!pending.isLastChild);

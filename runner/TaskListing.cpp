@@ -1,12 +1,15 @@
 #include "TaskListing.h"
 
-#include <string>
-
 #include <fmt/format.h>
 
-#include "Records.h"
+#include <map>
+#include <string>
+
 #include "RecordPrinter.h"
+#include "Records.h"
 #include "SearchState.h"
+#include "SearchTreeView.h"
+#include "SolveStatus.h"
 #include "TaskProblem.h"
 #include "TaskResult.h"
 
@@ -20,8 +23,7 @@ const char* KindOf(const CTask& task) {
 }
 
 // A search task's result, and whether its search finished (SearchState.h).
-std::string SearchResultText(int searchTaskId) {
-  const CSearchState state = ReadSearchState(searchTaskId);
+std::string SearchResultText(const CSearchState& state) {
   if (state.finished) {
     if (state.resultTask <= 0) return "";
     return fmt::format(
@@ -33,21 +35,34 @@ std::string SearchResultText(int searchTaskId) {
                      state.resultTask);
 }
 
-void PrintTaskLine(FILE* out, const CTask& task) {
+// What the listing says of one task: its continuous result, and for a node
+// of a search its fate in the search's vocabulary (SearchObserver.h), with
+// the search's result on the search task's line.
+void PrintTaskLine(FILE* out, const CTask& task, const std::map<int, ENodeOutcome>& fates,
+                   const std::map<int, CSearchState>& searches) {
   CResult result(GetPOD());
   const bool solved = ReadSolvedResult(task.m_nTaskID, result);
   const double tolerance = ConstraintToleranceOf(task);
-  std::string discrete;
-  if (std::string(KindOf(task)) == "search") {
-    discrete = SearchResultText(task.m_nTaskID);
-  } else if (solved && result.m_nDiscreteFeasible) {
-    discrete = "discrete feasible";
+  const bool converged = result.m_nStatusCode == static_cast<int>(ESolveStatus::Converged);
+  std::string node;
+  if (const auto fate = fates.find(task.m_nTaskID); fate != fates.end()) {
+    node = fate->second == ENodeOutcome::ToBranch && !task.m_vChildTaskIDs.empty()
+               ? "branched"
+               : Describe(fate->second);
   }
-  fmt::print(out, "{:>6}  {:<7}  {:>6}  {:>8}  {:>16}  {:>12}  {:<10}  {}\n", long(task.m_nTaskID), KindOf(task),
-             task.m_nParentTaskID > 0 ? std::to_string(long(task.m_nParentTaskID)) : "-", task.m_vChildTaskIDs.size(),
-             solved ? fmt::format("{:.10g}", double(result.m_dBestObj)) : "-",
-             solved ? fmt::format("{:.3g}", double(result.m_dBestMaxCon)) : "-",
-             !solved ? "not solved" : result.m_dBestMaxCon <= tolerance ? "feasible" : "infeasible", discrete);
+  if (const auto search = searches.find(task.m_nTaskID); search != searches.end()) {
+    node += "; " + SearchResultText(search->second);
+  }
+  fmt::print(
+      out, "{:>6}  {:<7}  {:>6}  {:>8}  {:>16}  {:>12}  {:<13}  {}\n", long(task.m_nTaskID),
+      KindOf(task), task.m_nParentTaskID > 0 ? std::to_string(long(task.m_nParentTaskID)) : "-",
+      task.m_vChildTaskIDs.size(), solved ? fmt::format("{:.10g}", double(result.m_dBestObj)) : "-",
+      solved && converged ? fmt::format("{:.3g}", double(result.m_dBestMaxCon)) : "-",
+      !solved                             ? "not solved"
+      : !converged                        ? "not converged"
+      : result.m_dBestMaxCon <= tolerance ? "feasible"
+                                          : "infeasible",
+      node);
 }
 
 template <class TRecord>
@@ -62,12 +77,19 @@ void PrintIfStored(FILE* out, int taskId) {
 void PrintTaskList(FILE* out) {
   POD* database = GetPOD();
   const int lastId = CDBCtrl(database).GetTaskID(false);
-  fmt::print(out, "{:>6}  {:<7}  {:>6}  {:>8}  {:>16}  {:>12}  {:<10}  {}\n", "task", "kind", "parent", "children",
-             "objective", "max con", "continuous", "discrete");
+  std::map<int, CSearchState> searches;
+  std::map<int, ENodeOutcome> fates;
+  for (int searchTaskId : SearchTasks()) {
+    const CSearchState& state =
+        searches.emplace(searchTaskId, ReadSearchState(searchTaskId)).first->second;
+    fates.insert(state.outcomes.begin(), state.outcomes.end());
+  }
+  fmt::print(out, "{:>6}  {:<7}  {:>6}  {:>8}  {:>16}  {:>12}  {:<13}  {}\n", "task", "kind",
+             "parent", "children", "objective", "max con", "continuous", "node");
   for (int taskId = 1; taskId <= lastId; ++taskId) {
     CTask task(database);
     task.m_nTaskID = taskId;
-    if (task.GetObject()) PrintTaskLine(out, task);
+    if (task.GetObject()) PrintTaskLine(out, task, fates, searches);
   }
 }
 

@@ -36,7 +36,8 @@ CTaskDesign ReadBestDesign(int taskId) {
   design.taskId = taskId;
   design.values = ToVector(point.m_vaValues);
   design.objective = result.m_dBestObj;
-  design.maxConstraint = iteration.m_dMaxCon;  // the design's own (CResult's is infinite for an unsolved task)
+  // The design's own; CResult's is infinite for a task that did not converge.
+  design.maxConstraint = iteration.m_dMaxCon;
   design.responses = ToVector(result.m_vaBestRespValues);
   design.scaledConstraints = ToVector(result.m_vaBestConValues);
   return design;

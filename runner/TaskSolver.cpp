@@ -142,15 +142,15 @@ void WriteIteration(const CTaskProblem& task, CExpressionModel& model, int itera
   record.PutObject();
 }
 
-// What an unsolved task's CResult m_dBestMaxCon holds: worse than any
-// tolerance, so the module closes the node.
-constexpr double kUnsolvedMaxConstraint = std::numeric_limits<double>::infinity();
+// What CResult m_dBestMaxCon of a task that did not converge holds: worse
+// than any tolerance, so the module closes the node.
+constexpr double kNotConvergedMaxConstraint = std::numeric_limits<double>::infinity();
 
-// "solved: feasible", "solved: infeasible", or "unsolved: " and how the best
-// local search ended.
+// "solved: feasible", "solved: infeasible", or "not converged: " and how the
+// best local search ended.
 std::string StatusWords(const CTaskProblem& task, const COptimizationResult& result) {
   const ESolveStatus status = result.Status();
-  if (!IsConverged(status)) return std::string("unsolved: ") + Describe(status);
+  if (!IsConverged(status)) return std::string("not converged: ") + Describe(status);
   return result.Best().maxConstraint <= task.tolerance ? "solved: feasible" : "solved: infeasible";
 }
 
@@ -210,7 +210,7 @@ bool WriteResult(const CTaskProblem& task, CExpressionModel& model,
   record.m_nBestIter = best.iteration;
   record.m_nBestSubIter = best.run;
   record.m_dBestObj = design.objective;
-  record.m_dBestMaxCon = IsConverged(status) ? design.maxConstraint : kUnsolvedMaxConstraint;
+  record.m_dBestMaxCon = IsConverged(status) ? design.maxConstraint : kNotConvergedMaxConstraint;
   record.m_strStatus = StatusWords(task, result);
   record.m_strOptimizer = task.optimizer.algorithm;
   record.m_strMessage = fmt::format("{}; {} local search{}", result.runs[result.bestRun].statusText,

@@ -113,7 +113,7 @@ TEST_F(Search, TheNodeLimitClosesTheSearchWithTheBestDesignSoFar) {
 TEST_F(Search, TheTimeLimitBoundsTheWholeRunTheRootsSolveIncluded) {
   const CSearchOutcome outcome = Run(1000, {0, 1e-9});
   EXPECT_EQ(outcome.end, ESearchEnd::TimeLimit);
-  EXPECT_TRUE(outcome.rootUnsolved);
+  EXPECT_TRUE(outcome.rootNotConverged);
   EXPECT_EQ(outcome.nodesSolved, 0);
   EXPECT_EQ(CFakeModule::stopped.size(), 1u);
 }
@@ -140,7 +140,7 @@ TEST(NodeMirror, ClassifiesNodesAsTheModulesNodeTestDoes) {
   EXPECT_EQ(mirror.IncumbentTask(), 6);
   EXPECT_EQ(mirror.IncumbentObjective(), 6.0);
   EXPECT_EQ(mirror.NodeSolved(7, false, 1.0, 0.0, true),
-            ENodeOutcome::Unsolved);     // never a design ...
+            ENodeOutcome::NotConverged);     // never a design ...
   EXPECT_EQ(mirror.IncumbentTask(), 6);  // ... nor an incumbent
 
   CNodeMirror maximising(false, 0.0);

@@ -1,5 +1,5 @@
 // Answers a user can trust: a local search that did not work is never
-// passed off as a design, a search with unsolved nodes never claims to be
+// passed off as a design, a search with nodes that did not converge never claims to be
 // exact, and problems that once broke the continuous solver (a NaN region,
 // an objective of 1e10, finite-difference steps wider than the bounds) reach
 // their optimum. Each runs the program as a user does.
@@ -7,7 +7,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
+#include <map>
+#include <regex>
 #include <string>
 
 #include "DatabaseFiles.h"
@@ -48,10 +51,10 @@ variables.x = { kind = "integer", lower = 0, upper = 3 }
   EXPECT_THAT(
       run.output,
       HasSubstr("Result: no feasible discrete design found (search complete, but the continuous "
-                "problem itself could not be solved; nothing below it was explored)"));
+                "problem itself did not converge; nothing below it was explored)"));
   const CResult root = StoredResult("nowhere", 1);
   EXPECT_EQ(root.m_nStatusCode, 5);  // met NaN or infinite values
-  EXPECT_EQ(root.m_strStatus, "unsolved: met NaN or infinite values");
+  EXPECT_EQ(root.m_strStatus, "not converged: met NaN or infinite values");
   EXPECT_EQ(root.m_nDiscreteFeasible, 0);
 }
 
@@ -66,9 +69,9 @@ variables.x = { kind = "integer", lower = 0, upper = 5 }
   EXPECT_THAT(
       run.output,
       HasSubstr("Result: the best feasible discrete design found (search complete, but 1 subtask "
-                "could not be solved; their subtrees were not explored), held by task "));
+                "did not converge; its subtree was not explored), held by task "));
   EXPECT_THAT(run.output, HasSubstr("objective  objective = 0.36"));
-  EXPECT_THAT(run.output, HasSubstr("Search: 2 subtasks solved (1 of them unsolved)"));
+  EXPECT_THAT(run.output, HasSubstr("Search: 2 subtasks solved (1 of them not converged)"));
 }
 
 // Gupta & Ravindran's shifted Rosenbrock valley (MINLPLib nvs04): 1e10 at
@@ -96,6 +99,45 @@ TEST_F(Trust, FiniteDifferenceStepsFitNarrowBoundsFarFromZero) {
     const CProgramRun run = Solve("narrow" + centre, problem);
     EXPECT_EQ(run.exitCode, 0) << centre;
     EXPECT_THAT(run.output, HasSubstr("objective  objective = 0.16")) << centre;
+  }
+}
+
+// The progress log, `tree` and `show` name every node's fate with the same
+// words, and the replay behind `tree` and `show` agrees with what the running
+// search decided, for a search stopped by a limit (open nodes remain) and for
+// one that ran to its end.
+TEST_F(Trust, EveryViewTellsANodesFateAsTheSearchDid) {
+  for (const char* limit : {"--max-nodes 6", "--max-nodes 0"}) {
+    const std::string problem = std::string(EXAMPLES_DIR) + "/coil_spring.toml";
+    const std::string solve =
+        "solve --quiet '" + problem + "' --db fates.db --log fates.log " + limit;
+    ASSERT_LE(RunProgram(m_folder.File(""), solve).exitCode, 1);  // with or without a design so far
+    std::map<int, std::string> logged;
+    std::ifstream log(m_folder.File("fates.log"));
+    const std::regex searchLine(
+        R"(SEARCH node \d+: task (\d+) .*: ([a-z ]+)(, new incumbent)?; open nodes)");
+    std::smatch match;
+    for (std::string line; std::getline(log, line);) {
+      if (std::regex_search(line, match, searchLine)) logged[std::stoi(match[1])] = match[2];
+    }
+    ASSERT_GT(logged.size(), 5u);
+    const CProgramRun tree = RunProgram(m_folder.File(""), "tree fates.db");
+    const CProgramRun listing = RunProgram(m_folder.File(""), "show fates.db");
+    for (const auto& [task, fate] : logged) {
+      // A node to be branched that was shows as branched.
+      const std::string shown = "(" + fate + (fate == "to branch" ? "|branched" : "") + ")";
+      EXPECT_TRUE(std::regex_search(
+          tree.output,
+          std::regex("task " + std::to_string(task) + "  .*  " + shown + "(  <== incumbent)?\n")))
+          << limit << ": task " << task << " logged as " << fate << "\n"
+          << tree.output;
+      EXPECT_TRUE(std::regex_search(listing.output, std::regex("\n +" + std::to_string(task) +
+                                                               "  .*  " + shown + "(;.*)?\n")))
+          << limit << ": task " << task << " logged as " << fate << "\n"
+          << listing.output;
+    }
+    std::filesystem::remove(m_folder.File("fates.db"));
+    std::filesystem::remove(m_folder.File("fates.log"));
   }
 }
 
