@@ -21,9 +21,16 @@ struct CNloptDeleter {
 };
 using NloptPointer = std::unique_ptr<nlopt_opt_s, CNloptDeleter>;
 
-// How an NLopt run ended. A forced stop is the run's deadline when the search
-// set `timedOut`, else a failure (an exception of a callback).
-ESolveStatus StatusOf(nlopt_result result, bool timedOut) {
+// Why the local search forced NLopt to stop; an exception of a callback is
+// kept apart and rethrown.
+enum class EForcedStop {
+  None,      // not forced, or by an exception
+  Deadline,  // the problem's deadline passed
+  Stalled,   // the run's best design stopped improving (kStallEvaluations)
+};
+
+// How an NLopt run ended.
+ESolveStatus StatusOf(nlopt_result result, EForcedStop forced) {
   switch (result) {
     case NLOPT_SUCCESS:
     case NLOPT_STOPVAL_REACHED:
@@ -37,7 +44,9 @@ ESolveStatus StatusOf(nlopt_result result, bool timedOut) {
     case NLOPT_ROUNDOFF_LIMITED:
       return ESolveStatus::RoundOff;
     case NLOPT_FORCED_STOP:
-      return timedOut ? ESolveStatus::TimeLimit : ESolveStatus::Failed;
+      return forced == EForcedStop::Deadline  ? ESolveStatus::TimeLimit
+             : forced == EForcedStop::Stalled ? ESolveStatus::RoundOff
+                                              : ESolveStatus::Failed;
     default:
       return ESolveStatus::Failed;
   }
@@ -146,14 +155,19 @@ class CLocalSearch : public CLocalModel {
     }
     const nlopt_result result = RunNlopt(MakeOptimizer(), freeValues);
     SetStatus(result, "");
-    if (!AlgorithmNamed(m_settings.algorithm).usesGradients || IsFeasible(m_run->best) ||
-        m_constraintCount == 0 || m_timedOut)
-      return;
+    if (IsFeasible(m_run->best) || m_constraintCount == 0 || m_forced == EForcedStop::Deadline) return;
     // Restoration: from the run's best design, minimise the constraint
     // violation within the bounds alone, then search once more from there.
     std::vector<double> restart = FreeValuesOf(m_run->best);
-    RunNlopt(MakeRestoration(), restart);
-    if (m_timedOut) return SetStatus(NLOPT_FORCED_STOP, " in restoration");
+    const nlopt_result restored = RunNlopt(MakeRestoration(), restart);
+    if (m_forced == EForcedStop::Deadline) return SetStatus(NLOPT_FORCED_STOP, " in restoration");
+    // A restoration that converged without reaching feasibility has found a
+    // local minimum of the violation: the box holds no feasible point near
+    // here, and that is the search's result (a point of local
+    // infeasibility), not a reason to iterate on.
+    if (!IsFeasible(m_run->best) && StatusOf(restored, m_forced) == ESolveStatus::Converged) {
+      return SetStatus(restored, " in restoration: locally infeasible");
+    }
     SetStatus(RunNlopt(MakeOptimizer(), restart), " after restoration");
   }
 
@@ -186,13 +200,15 @@ class CLocalSearch : public CLocalModel {
 
   void SetStatus(nlopt_result result, const char* when) {
     m_run->code = result;
-    m_run->status = StatusOf(result, m_timedOut);
-    m_run->statusText = std::string(nlopt_result_to_string(result)) + when;
+    m_run->status = StatusOf(result, m_forced);
+    m_run->statusText = std::string(nlopt_result_to_string(result)) +
+                        (m_forced == EForcedStop::Stalled ? " (stalled)" : "") + when;
   }
 
   nlopt_result RunNlopt(NloptPointer optimizer, std::vector<double>& freeValues) {
     m_optimizer = optimizer.get();
-    m_timedOut = false;
+    m_forced = EForcedStop::None;
+    m_sinceImprovement = 0;
     const double remaining = SecondsUntil(m_problem.deadline);
     const double limit =
         m_settings.maxSeconds > 0 && (remaining == 0 || m_settings.maxSeconds < remaining)
@@ -216,12 +232,20 @@ class CLocalSearch : public CLocalModel {
     return values;
   }
 
-  // Runs a callback's body unless the deadline has passed, in which case
-  // NLopt is stopped (and the run ends with ESolveStatus::TimeLimit).
+  // Runs a callback's body unless the deadline has passed or the run has
+  // stalled, in which case NLopt is stopped (and the run ends with
+  // ESolveStatus::TimeLimit or ESolveStatus::RoundOff). A run has stalled
+  // when its best design has not improved in the last 50 + 5n designs NLopt
+  // asked for (n free variables): SLSQP can circle for its whole evaluation
+  // budget at a corner of a box that holds no feasible point.
   template <class FBody>
   void Guarded(FBody body) {
-    if (DeadlinePassed()) {
-      m_timedOut = true;
+    const int stallEvaluations = 50 + 5 * static_cast<int>(m_free.size());
+    const EForcedStop forced = DeadlinePassed()                         ? EForcedStop::Deadline
+                               : m_sinceImprovement > stallEvaluations ? EForcedStop::Stalled
+                                                                        : EForcedStop::None;
+    if (forced != EForcedStop::None) {
+      m_forced = forced;
       nlopt_force_stop(m_optimizer);
       return;
     }
@@ -339,7 +363,9 @@ class CLocalSearch : public CLocalModel {
     OutputsOf(design, m_cachedOutputs.data());
     m_cacheValid = true;
     m_jacobianValid = false;
+    ++m_sinceImprovement;
     if (IsBetterDesign(design, m_run->best, m_problem.minimize, m_problem.tolerance)) {
+      m_sinceImprovement = 0;
       m_run->best = design;
       if (static_cast<int>(m_run->improvements.size()) >= m_maxImprovements &&
           m_maxImprovements > 0) {
@@ -456,7 +482,8 @@ class CLocalSearch : public CLocalModel {
   int m_gradients = 0;              // Jacobians estimated
   int m_analyses = 0;               // analyses of all runs so far
   nlopt_opt m_optimizer = nullptr;  // the optimiser running; null between runs
-  bool m_timedOut = false;          // the running optimiser was stopped by the deadline
+  EForcedStop m_forced = EForcedStop::None;  // why the running optimiser was stopped
+  int m_sinceImprovement = 0;  // designs NLopt asked for since the run's best last improved
   std::exception_ptr m_failure;     // exception of a callback, rethrown after NLopt returns
 };
 

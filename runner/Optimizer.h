@@ -22,13 +22,17 @@
 // the points of finite differences take no part. A run that NLopt ends with
 // an error still yields the best design it evaluated.
 //
-// A gradient-based run that ends without a feasible design (its start may be
-// so far off that the linearised constraints contradict each other) gets one
+// An NLopt run that ends without a feasible design (its start may be so far
+// off that the linearised constraints contradict each other) gets one
 // restoration: from its best design, SLSQP minimises the sum of squared
 // constraint violations within the bounds alone, and the algorithm runs once
 // more from there (the feasibility restoration of filter SQP methods,
-// Fletcher & Leyffer 2002). A subproblem that is truly infeasible thus ends
-// at a least-infeasible design.
+// Fletcher & Leyffer 2002). A restoration that converges without reaching
+// feasibility has found a point of local infeasibility: that is the run's
+// converged result, so a subproblem that is truly infeasible ends at a
+// least-infeasible design. A run whose best design has not improved in
+// 50 + 5n of the designs it asked for (n free variables) has stalled and is
+// stopped (status round-off) instead of spending its evaluation budget.
 //
 // Cost: per iteration one analysis plus, for gradient-based algorithms, one
 // (forward) or two (central) analyses per free variable.

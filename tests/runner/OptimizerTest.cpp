@@ -85,6 +85,23 @@ TEST_P(EveryAlgorithm, ReportsHowItsSearchEnded) {
   EXPECT_EQ(Optimize(nowhere, {{2.0, -1.0}}, Settings(GetParam()), 50).Status(), ESolveStatus::NonFinite);
 }
 
+// A box that holds no feasible point: the search ends at its least
+// infeasible point, and ends there soon: a point of local infeasibility is a
+// result, not a reason to spend the whole evaluation budget.
+TEST_P(EveryAlgorithm, AnInfeasibleBoxEndsAtItsLeastInfeasiblePointSoon) {
+  CContinuousProblem box = HalfPlane();
+  box.lower = {2, 2};
+  box.evaluate = [](const double* x, double* objective, double* constraints) {
+    *objective = x[0] + x[1];
+    constraints[0] = x[0] * x[0] + x[1] * x[1] - 1.0;
+  };
+  const COptimizationResult result = Optimize(box, {{2.0, 2.0}}, Settings(GetParam()), 50);
+  EXPECT_EQ(result.Status(), ESolveStatus::Converged) << result.runs[0].statusText;
+  EXPECT_NEAR(result.Best().values[0], 2.0, 1e-6);
+  EXPECT_NEAR(result.Best().values[1], 2.0, 1e-6);
+  EXPECT_LT(result.analyses, 500);
+}
+
 std::vector<const char*> AlgorithmNamesForTests() {
   std::vector<const char*> names;
   for (const CAlgorithm& algorithm : Algorithms()) names.push_back(algorithm.name);
