@@ -161,14 +161,16 @@ class CLocalSearch : public CLocalModel {
     std::vector<double> restart = FreeValuesOf(m_run->best);
     const nlopt_result restored = RunNlopt(MakeRestoration(), restart);
     if (m_forced == EForcedStop::Deadline) return SetStatus(NLOPT_FORCED_STOP, " in restoration");
-    // A restoration that converged without reaching feasibility has found a
-    // local minimum of the violation: the box holds no feasible point near
-    // here, and that is the search's result (a point of local
-    // infeasibility), not a reason to iterate on.
-    if (!IsFeasible(m_run->best) && StatusOf(restored, m_forced) == ESolveStatus::Converged) {
-      return SetStatus(restored, " in restoration: locally infeasible");
-    }
+    const bool restorationConverged = StatusOf(restored, m_forced) == ESolveStatus::Converged;
     SetStatus(RunNlopt(MakeOptimizer(), restart), " after restoration");
+    // The restoration found a local minimum of the violation above the
+    // tolerance, and the algorithm, started there, got no further: a point
+    // of local infeasibility is the run's converged result.
+    if (restorationConverged && !IsConverged(m_run->status) && m_forced != EForcedStop::Deadline &&
+        !IsFeasible(m_run->best)) {
+      m_run->status = ESolveStatus::Converged;
+      m_run->statusText += ": locally infeasible";
+    }
   }
 
   // Gradient-based scaling (Waechter & Biegler 2006, section 3.8): each
@@ -242,7 +244,8 @@ class CLocalSearch : public CLocalModel {
   void Guarded(FBody body) {
     const int stallEvaluations = 50 + 5 * static_cast<int>(m_free.size());
     const EForcedStop forced = DeadlinePassed()                         ? EForcedStop::Deadline
-                               : m_sinceImprovement > stallEvaluations ? EForcedStop::Stalled
+                               : m_sinceImprovement > stallEvaluations && !IsFeasible(m_run->best)
+                                   ? EForcedStop::Stalled
                                                                         : EForcedStop::None;
     if (forced != EForcedStop::None) {
       m_forced = forced;

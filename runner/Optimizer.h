@@ -27,12 +27,14 @@
 // restoration: from its best design, SLSQP minimises the sum of squared
 // constraint violations within the bounds alone, and the algorithm runs once
 // more from there (the feasibility restoration of filter SQP methods,
-// Fletcher & Leyffer 2002). A restoration that converges without reaching
-// feasibility has found a point of local infeasibility: that is the run's
-// converged result, so a subproblem that is truly infeasible ends at a
-// least-infeasible design. A run whose best design has not improved in
-// 50 + 5n of the designs it asked for (n free variables) has stalled and is
-// stopped (status round-off) instead of spending its evaluation budget.
+// Fletcher & Leyffer 2002). A run whose best design is infeasible and has not
+// improved in 50 + 5n of the designs it asked for (n free variables) has
+// stalled and is stopped (status round-off) instead of spending its
+// evaluation budget. When the restoration converged to a violation above the
+// tolerance and the algorithm, started there, ends without converging and
+// without a feasible design, that point of local infeasibility is the run's
+// converged result: a subproblem that is truly infeasible ends at a
+// least-infeasible design.
 //
 // Cost: per iteration one analysis plus, for gradient-based algorithms, one
 // (forward) or two (central) analyses per free variable.
