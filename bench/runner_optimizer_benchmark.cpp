@@ -7,10 +7,10 @@
 
 #include <string>
 
-#include "ExpressionModel.h"
-#include "Optimizer.h"
-#include "ProblemFile.h"
-#include "TaskWriter.h"
+#include "expressions/ExpressionModel.h"
+#include "solver/Optimizer.h"
+#include "problem/ProblemFile.h"
+#include "tasks/TaskWriter.h"
 
 namespace {
 

@@ -8,12 +8,12 @@
 #include <filesystem>
 #include <string>
 
-#include "DiscreteModule.h"
-#include "ProblemFile.h"
-#include "Search.h"
+#include "search/DiscreteModule.h"
+#include "problem/ProblemFile.h"
+#include "search/Search.h"
 #include "TaskDatabase.h"
-#include "TaskSolver.h"
-#include "TaskWriter.h"
+#include "tasks/TaskSolver.h"
+#include "tasks/TaskWriter.h"
 #include "Timing.h"
 
 namespace {

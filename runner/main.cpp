@@ -1,6 +1,6 @@
 // The `discrete` program: solves mixed-discrete design problems from problem
 // files with the branch-and-bound module, and shows what a task database
-// holds. Usage in docs/cli.md; exit codes in ExitCodes.h.
+// holds. Usage in docs/cli.md; exit codes in commands/ExitCodes.h.
 
 #include <cerrno>
 #include <cmath>
@@ -12,14 +12,14 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
-#include "Algorithms.h"
-#include "Commands.h"
-#include "DiscreteModule.h"
-#include "MessageText.h"
-#include "ProblemFile.h"
-#include "Search.h"
+#include "solver/Algorithms.h"
+#include "commands/Commands.h"
+#include "search/DiscreteModule.h"
+#include "expressions/MessageText.h"
+#include "problem/ProblemFile.h"
+#include "search/Search.h"
 #include "TaskDatabase.h"
-#include "TaskProblem.h"
+#include "tasks/TaskProblem.h"
 
 namespace {
 

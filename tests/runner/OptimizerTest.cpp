@@ -7,10 +7,10 @@
 #include <cmath>
 #include <stdexcept>
 
-#include "Algorithms.h"
-#include "FiniteDifference.h"
-#include "LatinHypercube.h"
-#include "Optimizer.h"
+#include "solver/Algorithms.h"
+#include "solver/FiniteDifference.h"
+#include "solver/LatinHypercube.h"
+#include "solver/Optimizer.h"
 
 namespace {
 

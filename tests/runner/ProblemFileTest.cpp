@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "ProblemFile.h"
+#include "problem/ProblemFile.h"
 
 namespace {
 

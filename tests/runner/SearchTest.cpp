@@ -7,11 +7,11 @@
 
 #include <stdexcept>
 
-#include "NodeMirror.h"
+#include "search/NodeMirror.h"
 #include "Records.h"
-#include "Search.h"
+#include "search/Search.h"
 #include "TaskDatabaseFixture.h"
-#include "TaskWriter.h"
+#include "tasks/TaskWriter.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <functional>
 #include <string>
 
-#include "ProblemFile.h"
+#include "problem/ProblemFile.h"
 #include "TaskDatabase.h"
 
 class TaskDatabaseTest : public ::testing::Test {

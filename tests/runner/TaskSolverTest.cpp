@@ -5,10 +5,10 @@
 
 #include "Records.h"
 #include "TaskDatabaseFixture.h"
-#include "TaskProblem.h"
-#include "TaskResult.h"
-#include "TaskSolver.h"
-#include "TaskWriter.h"
+#include "tasks/TaskProblem.h"
+#include "tasks/TaskResult.h"
+#include "tasks/TaskSolver.h"
+#include "tasks/TaskWriter.h"
 #include "Timing.h"
 
 namespace {
