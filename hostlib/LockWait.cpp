@@ -9,7 +9,8 @@
 #include <sstream>
 
 #include "SqliteError.h"
-#include "TaskDatabase.h"
+#include "DatabaseError.h"
+#include "TaskDatabaseAccess.h"
 
 namespace {
 

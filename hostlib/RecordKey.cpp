@@ -4,7 +4,7 @@
 
 #include "Persistent.h"
 #include "SqliteStatement.h"
-#include "TaskDatabase.h"
+#include "DatabaseError.h"
 
 namespace {
 

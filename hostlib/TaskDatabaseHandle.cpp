@@ -9,7 +9,7 @@
 #include "Persistent.h"
 #include "RecordKey.h"
 #include "SqliteError.h"
-#include "TaskDatabase.h"
+#include "DatabaseError.h"
 #include "TaskDatabaseSchema.h"
 
 namespace {

@@ -21,7 +21,7 @@
 #include <vector>
 
 #include "SqliteStatement.h"
-#include "TaskDatabase.h"
+#include "TaskDatabaseAccess.h"
 
 class pvPersistent;
 

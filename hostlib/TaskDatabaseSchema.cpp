@@ -8,7 +8,7 @@
 #include "Records.h"
 #include "SqliteError.h"
 #include "SqliteStatement.h"
-#include "TaskDatabase.h"
+#include "DatabaseError.h"
 
 namespace {
 

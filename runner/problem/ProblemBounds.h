@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "problem/Problem.h"
-#include "problem/ProblemFile.h"
+#include "problem/ProblemIssue.h"
 
 // Moves the bounds of every discrete variable of the problem and returns the
 // notes. Adds an issue for a variable whose bounds hold no allowed value.

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "problem/Problem.h"
-#include "problem/ProblemFile.h"
+#include "problem/ProblemIssue.h"
 
 // Adds an issue for every mistake found; adds nothing to a sound problem.
 void CheckProblem(const CProblem& problem, std::vector<CProblemIssue>& issues);

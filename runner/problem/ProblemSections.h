@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "problem/Problem.h"
-#include "problem/ProblemFile.h"
+#include "problem/ProblemIssue.h"
 #include "problem/TomlFields.h"
 
 void ReadSets(CTableReader& top, CProblem& problem, std::vector<CProblemIssue>& issues);

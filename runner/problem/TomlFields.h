@@ -20,7 +20,7 @@
 
 #include <toml++/toml.h>
 
-#include "problem/ProblemFile.h"
+#include "problem/ProblemIssue.h"
 
 enum class ERequired { No, Yes };
 
