@@ -8,6 +8,7 @@
 #include "tasks/TaskProblem.h"
 #include "tasks/TaskResult.h"
 #include "Timing.h"
+#include "solver/Design.h"
 
 namespace {
 
@@ -139,7 +140,7 @@ void PrintConstraints(FILE* out, const CTaskProblem& task, const CTaskDesign& de
                                                 task.constraintBounds[k], task.constraintScales[k]);
     const double violation =
         task.constraintKinds[k] == EConstraintKind::EqualTo ? std::fabs(scaled) : scaled;
-    const char* status = !(violation <= task.tolerance) ? "violated"
+    const char* status = !IsFeasible(violation, task.tolerance) ? "violated"
                          : violation >= -task.tolerance ? "active"
                                                         : "holds";
     fmt::print(out, "  {:<{}}  {:>16}  {}  {:>12}  {:>12}  {}\n", task.responseNames[response],

@@ -7,12 +7,11 @@
 
 #include "Records.h"
 #include "search/SearchState.h"
+#include "tasks/RecordKinds.h"
 #include "tasks/TaskProblem.h"
 #include "tasks/TaskResult.h"
 
 namespace {
-
-constexpr int kSearchTaskKind = 1;
 
 struct CTreeNode {
   int taskId = 0;               // the node's task
@@ -151,7 +150,7 @@ std::vector<int> SearchTasks() {
   for (int taskId = 1; taskId <= lastId; ++taskId) {
     CTask task(GetPOD());
     task.m_nTaskID = taskId;
-    if (task.GetObject() && task.m_nTaskKind == kSearchTaskKind && task.m_nParentTaskID <= 0) tasks.push_back(taskId);
+    if (task.GetObject() && task.m_nTaskKind == Stored(ETaskKind::Search) && task.m_nParentTaskID <= 0) tasks.push_back(taskId);
   }
   return tasks;
 }

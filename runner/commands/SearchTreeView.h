@@ -25,7 +25,7 @@
 
 enum class ETreeFormat { Text, Dot };
 
-// The search tasks of the open database (CTask m_nTaskKind 1), in id order.
+// The search tasks of the open database (CTask m_nTaskKind ETaskKind::Search), in id order.
 std::vector<int> SearchTasks();
 
 // Throws CTaskDataError (TaskProblem.h) when the task is not in the database.

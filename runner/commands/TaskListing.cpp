@@ -10,8 +10,10 @@
 #include "search/SearchState.h"
 #include "commands/SearchTreeView.h"
 #include "solver/SolveStatus.h"
+#include "tasks/RecordKinds.h"
 #include "tasks/TaskProblem.h"
 #include "tasks/TaskResult.h"
+#include "solver/Design.h"
 
 namespace {
 
@@ -19,7 +21,7 @@ namespace {
 // it is solved).
 const char* KindOf(const CTask& task) {
   if (task.m_nParentTaskID > 0) return "subtask";
-  return task.m_nTaskKind == 1 ? "search" : "task";
+  return task.m_nTaskKind == Stored(ETaskKind::Search) ? "search" : "task";
 }
 
 // A search task's result, and whether its search finished (SearchState.h).
@@ -60,7 +62,7 @@ void PrintTaskLine(FILE* out, const CTask& task, const std::map<int, ENodeOutcom
       solved && converged ? fmt::format("{:.3g}", double(result.m_dBestMaxCon)) : "-",
       !solved                             ? "not solved"
       : !converged                        ? "not converged"
-      : result.m_dBestMaxCon <= tolerance ? "feasible"
+      : IsFeasible(result.m_dBestMaxCon, tolerance) ? "feasible"
                                           : "infeasible",
       node);
 }

@@ -1,11 +1,12 @@
 #include "search/NodeMirror.h"
+#include "solver/Design.h"
 
 CNodeMirror::CNodeMirror(bool minimize, double tolerance) : m_minimize(minimize), m_tolerance(tolerance) {}
 
 ENodeOutcome CNodeMirror::NodeSolved(int taskId, bool converged, double objective, double maxConstraint,
                                      bool discreteFeasible) {
   if (!converged) return ENodeOutcome::NotConverged;
-  if (!(maxConstraint <= m_tolerance)) return ENodeOutcome::Infeasible;
+  if (!IsFeasible(maxConstraint, m_tolerance)) return ENodeOutcome::Infeasible;
   if (HasIncumbent() && IsBetter(m_incumbentObjective, objective)) return ENodeOutcome::WorseThanIncumbent;
   if (!discreteFeasible) {
     m_childrenOfOpenNode[taskId] = 0;

@@ -24,7 +24,7 @@ class CNodeMirror {
 
   // Classifies a solved node and updates the incumbent, by the module's rule:
   // not converged when none of its local searches did (the module closes it);
-  // infeasible when maxConstraint > tolerance; worse when an incumbent exists
+  // infeasible when not IsFeasible(maxConstraint, tolerance) (Design.h); worse when an incumbent exists
   // and the objective is strictly worse; the flag the module wrote into the
   // node's result decides between an acceptable discrete design and an open
   // node. A discrete design replaces the incumbent only when strictly better.

@@ -39,5 +39,6 @@ const CAlgorithm* FindAlgorithm(const std::string& name);
 // algorithms there are, when there is none.
 const CAlgorithm& AlgorithmNamed(const std::string& name);
 
-// The names for messages: "slsqp", "cobyla" or "auglag" (quoted when asked).
+// The names for messages: "slsqp, cobyla, auglag or ipopt" (each in double
+// quotes when asked).
 std::string AlgorithmNames(bool quoted);

@@ -8,7 +8,7 @@
 // constraint value of a design is the largest of these (the size for an
 // equality): negative when every inequality holds with room, 0 for a design
 // of a problem without constraints (nothing to violate). A design is feasible
-// when its maximum constraint value is at most the tolerance.
+// when its maximum constraint value is at most the tolerance (IsFeasible).
 
 #include <cmath>
 #include <limits>
@@ -34,6 +34,13 @@ inline double MaxConstraint(const std::vector<double>& constraints, const std::v
   return largest;
 }
 
+// Whether a design whose maximum constraint value is `maxConstraint` is
+// feasible: the value is at most the tolerance. NaN (a constraint that could
+// not be evaluated) is never feasible. The one feasibility rule of the
+// program: the solver, the task results, the search mirror and the reports
+// all ask it.
+inline bool IsFeasible(double maxConstraint, double tolerance) { return maxConstraint <= tolerance; }
+
 // Whether `candidate` is better than `incumbent`: a feasible design beats an
 // infeasible one; of two feasible designs the one with the better objective
 // wins; of two infeasible ones the less infeasible. Ties keep the incumbent,
@@ -42,8 +49,8 @@ inline bool IsBetterDesign(const CEvaluatedDesign& candidate, const CEvaluatedDe
                            double tolerance) {
   if (std::isnan(candidate.objective)) return false;
   if (std::isnan(incumbent.objective)) return true;
-  const bool candidateFeasible = candidate.maxConstraint <= tolerance;
-  const bool incumbentFeasible = incumbent.maxConstraint <= tolerance;
+  const bool candidateFeasible = IsFeasible(candidate.maxConstraint, tolerance);
+  const bool incumbentFeasible = IsFeasible(incumbent.maxConstraint, tolerance);
   if (candidateFeasible != incumbentFeasible) return candidateFeasible;
   if (!candidateFeasible) return candidate.maxConstraint < incumbent.maxConstraint;
   return minimize ? candidate.objective < incumbent.objective : candidate.objective > incumbent.objective;

@@ -146,7 +146,7 @@ class CLocalSearch : public CLocalModel {
     }
     const nlopt_result result = RunNlopt(MakeOptimizer(), freeValues);
     SetStatus(result, "");
-    if (!AlgorithmNamed(m_settings.algorithm).usesGradients || IsFeasible(m_run->best) ||
+    if (!AlgorithmNamed(m_settings.algorithm).usesGradients || IsFeasible(m_run->best.maxConstraint, m_problem.tolerance) ||
         m_constraintCount == 0 || m_timedOut)
       return;
     // Restoration: from the run's best design, minimise the constraint
@@ -204,10 +204,6 @@ class CLocalSearch : public CLocalModel {
     m_optimizer = nullptr;
     if (m_failure) std::rethrow_exception(std::exchange(m_failure, nullptr));
     return result;
-  }
-
-  bool IsFeasible(const CEvaluatedDesign& design) const {
-    return design.maxConstraint <= m_problem.tolerance;
   }
 
   std::vector<double> FreeValuesOf(const CEvaluatedDesign& design) const {

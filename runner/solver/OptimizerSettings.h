@@ -7,6 +7,8 @@
 
 #include <string>
 
+#include "solver/Algorithms.h"
+
 // How the continuous optimiser estimates gradients.
 enum class EGradientKind {
   Central = 0,  // (f(x+h) - f(x-h)) / 2h: two analyses per variable, error O(h^2)
@@ -15,7 +17,7 @@ enum class EGradientKind {
 
 // Settings of the continuous optimiser.
 struct COptimizerSettings {
-  std::string algorithm = "slsqp";  // one of Algorithms() (Algorithms.h)
+  std::string algorithm = Algorithms().front().name;  // one of Algorithms(); the first by default
   EGradientKind gradient = EGradientKind::Central;  // finite-difference scheme
   double relativeStep = 0.0;   // finite-difference step relative to the variable's magnitude; 0: by scheme
   int maxEvaluations = 2000;   // analyses per local run (finite differences excluded); > 0

@@ -6,6 +6,7 @@
 
 #include "Records.h"
 #include "ValueAccess.h"
+#include "solver/Design.h"
 
 namespace {
 
@@ -63,7 +64,7 @@ void ReadParent(CTaskProblem& task) {
   if (!parent.GetObject()) return;
   task.parentSolved = parent.m_nNumIters > 0 && std::isfinite(double(parent.m_dBestMaxCon));
   task.parentObjective = parent.m_dBestObj;
-  task.parentFeasible = parent.m_dBestMaxCon <= task.tolerance;
+  task.parentFeasible = IsFeasible(parent.m_dBestMaxCon, task.tolerance);
 }
 
 void ReadModel(CTaskProblem& task) {
@@ -113,7 +114,7 @@ void ReadSettings(CTaskProblem& task) {
   task.moduleType = record.m_nModuleType;
   task.minimize = MinimizesObjective(record);
   task.tolerance = ConstraintToleranceOf(record);
-  task.optimizer.algorithm = record.m_strOptimizer.empty() ? "slsqp" : record.m_strOptimizer;
+  if (!record.m_strOptimizer.empty()) task.optimizer.algorithm = record.m_strOptimizer;
   const auto& ints = record.m_vIntOptions;
   if (ints.size() > 0 && ints[0] > 0) task.optimizer.maxEvaluations = ints[0];
   if (ints.size() > 2) task.seed = static_cast<uint32_t>(long(ints[2]));

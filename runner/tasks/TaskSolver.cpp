@@ -15,15 +15,13 @@
 #include "tasks/RecordArrays.h"
 #include "Records.h"
 #include "solver/SolveAttempts.h"
+#include "tasks/RecordKinds.h"
 #include "tasks/TaskProblem.h"
 #include "Timing.h"
 
 namespace {
 
 constexpr int kImprovementsKeptPerRun = 50;  // module type 0
-constexpr int kSubtaskKind = 2;              // CTask m_nTaskKind of a subtask
-constexpr int kSampledPoint = 1;             // CDPoint m_nOrigin
-constexpr int kOptimizerPoint = 2;           // CDPoint m_nOrigin
 
 std::string LocalTimeNow() {
   const std::time_t now = std::time(nullptr);
@@ -47,11 +45,11 @@ std::vector<double> ReadPoint(int taskId, int pointId, size_t variableCount) {
   return ToVector(point.m_vaValues);
 }
 
-void WritePoint(int taskId, int pointId, int origin, const CEvaluatedDesign& design) {
+void WritePoint(int taskId, int pointId, EPointOrigin origin, const CEvaluatedDesign& design) {
   CDPoint point(GetPOD());
   point.m_nTaskID = taskId;
   point.m_nPointID = pointId;
-  point.m_nOrigin = origin;
+  point.m_nOrigin = Stored(origin);
   point.m_vaValues = ToValarray(design.values);
   if (!std::isnan(design.objective)) {
     point.m_vaEval1 = ToValarray(std::vector<double>{design.objective, design.maxConstraint});
@@ -78,7 +76,7 @@ std::vector<std::vector<double>> PrepareStartPoints(const CTaskProblem& task) {
     for (auto& sample : LatinHypercube(count - 1, task.lower, task.upper, task.seed)) {
       CEvaluatedDesign unevaluated;
       unevaluated.values = sample;
-      WritePoint(task.taskId, static_cast<int>(starts.size()), kSampledPoint, unevaluated);
+      WritePoint(task.taskId, static_cast<int>(starts.size()), EPointOrigin::Sampled, unevaluated);
       starts.push_back(std::move(sample));
     }
   } else {
@@ -119,7 +117,7 @@ void SnapToAllowedValues(COptimizationResult& result, const CContinuousProblem& 
 // local optimum of the node's box may then hide a better one.
 bool IsSuspicious(const CTaskProblem& task, const CEvaluatedDesign& best) {
   if (task.parentTaskId == 0 || !task.parentSolved || !task.parentFeasible) return false;
-  if (!(best.maxConstraint <= task.tolerance)) return true;
+  if (!IsFeasible(best.maxConstraint, task.tolerance)) return true;
   const double gap = std::max(task.tolerance, 1e-3 * std::fabs(task.parentObjective));
   return task.minimize ? best.objective > task.parentObjective + gap
                        : best.objective < task.parentObjective - gap;
@@ -151,7 +149,7 @@ constexpr double kNotConvergedMaxConstraint = std::numeric_limits<double>::infin
 std::string StatusWords(const CTaskProblem& task, const COptimizationResult& result) {
   const ESolveStatus status = result.Status();
   if (!IsConverged(status)) return std::string("not converged: ") + Describe(status);
-  return result.Best().maxConstraint <= task.tolerance ? "solved: feasible" : "solved: infeasible";
+  return IsFeasible(result.Best().maxConstraint, task.tolerance) ? "solved: feasible" : "solved: infeasible";
 }
 
 struct CBestIteration {
@@ -168,7 +166,7 @@ CBestIteration WriteIterations(const CTaskProblem& task, CExpressionModel& model
                                int& iterationCount) {
   for (const CLocalRun& run : result.runs) {
     if (run.startIndex >= pointCount)
-      WritePoint(task.taskId, run.startIndex, kSampledPoint, run.start);
+      WritePoint(task.taskId, run.startIndex, EPointOrigin::Sampled, run.start);
   }
   pointCount = std::max(pointCount, static_cast<int>(result.runs.size()));
   std::vector<int> order{result.bestRun};
@@ -180,7 +178,7 @@ CBestIteration WriteIterations(const CTaskProblem& task, CExpressionModel& model
     WriteIteration(task, model, 0, s, run.startIndex, run.start);
     ++iterationCount;
     for (size_t k = 0; k < run.improvements.size(); ++k) {
-      WritePoint(task.taskId, pointCount, kOptimizerPoint, run.improvements[k]);
+      WritePoint(task.taskId, pointCount, EPointOrigin::Optimizer, run.improvements[k]);
       WriteIteration(task, model, static_cast<int>(k + 1), s, pointCount, run.improvements[k]);
       ++pointCount;
       ++iterationCount;
@@ -251,7 +249,7 @@ void UpdateTask(const CTaskProblem& task, const COptimizationResult& result,
   record.m_vaRunTimes = runTimes;
   for (size_t i = 0; i < record.m_vPointFlags.size() && i < result.runs.size(); ++i)
     record.m_vPointFlags[i] = 1;
-  if (record.m_nParentTaskID != 0) record.m_nTaskKind = kSubtaskKind;
+  if (record.m_nParentTaskID != 0) record.m_nTaskKind = Stored(ETaskKind::Subtask);
   record.PutObject();
 }
 
@@ -309,7 +307,7 @@ CTaskSolution SolveTask(int taskId, std::chrono::steady_clock::time_point deadli
   solution.taskId = taskId;
   solution.best = result.Best();
   solution.status = result.Status();
-  solution.feasible = IsConverged(solution.status) && solution.best.maxConstraint <= task.tolerance;
+  solution.feasible = IsConverged(solution.status) && IsFeasible(solution.best.maxConstraint, task.tolerance);
   solution.runs = static_cast<int>(result.runs.size());
   solution.analyses = result.analyses;
   solution.gradients = result.gradients;

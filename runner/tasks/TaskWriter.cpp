@@ -8,15 +8,11 @@
 
 #include "tasks/RecordArrays.h"
 #include "Records.h"
+#include "tasks/RecordKinds.h"
 
 const char* const kProgramSignature = "discrete 1.0.0";
 
 namespace {
-
-// Kinds of task (CTask m_nTaskKind).
-constexpr int kSearchTaskKind = 1;
-// Where a design point came from (CDPoint m_nOrigin).
-constexpr int kGivenStart = 0;
 
 std::string HostName() {
   char name[HOST_NAME_MAX + 1] = {};
@@ -60,7 +56,7 @@ void WriteTask(int taskId, const CProblem& problem, POD* database) {
                         problem.optimizer.rootStarts, problem.optimizer.suspiciousStarts};
   task.m_vaRealOptions = ToValarray(std::vector<double>{problem.optimizer.xTolerance, problem.optimizer.fTolerance,
                                                         problem.optimizer.maxSeconds, problem.optimizer.relativeStep});
-  task.m_nTaskKind = kSearchTaskKind;
+  task.m_nTaskKind = Stored(ETaskKind::Search);
   task.SetCreateTime();
   task.PutObject();
 }
@@ -197,7 +193,7 @@ void WriteStartPoint(int taskId, const CProblem& problem, POD* database) {
   CDPoint start(database);
   start.m_nTaskID = taskId;
   start.m_nPointID = 0;
-  start.m_nOrigin = kGivenStart;
+  start.m_nOrigin = Stored(EPointOrigin::GivenStart);
   start.m_vaValues = ToValarray(StartValues(problem));
   start.PutObject();
 }
