@@ -38,24 +38,27 @@ class CDVar : public pvPersistent {
   pvINT32 m_nTaskID;                   // key: task id
   std::valarray<pvFLOAT64> m_vaLower;  // lower bound of each variable
   std::valarray<pvFLOAT64> m_vaUpper;  // upper bound of each variable
-  std::vector<pvINT32> m_vSetID;       // 0 continuous, -1 integer, k > 0 takes the values of CDSet id k
+  std::vector<pvINT32> m_vSetID;  // 0 continuous, -1 integer, k > 0 takes the values of CDSet id k
 
-  std::vector<pvINT32> m_vKind;          // 0 continuous, 1 integer, 2 from a set (as the user declared it)
-  std::vector<pvINT32> m_vActive;        // host: 1 free, 0 held at its start value; 1
-  std::vector<pvINT32> m_vLinkIndex;     // host: CDLink entry that defines it; -1
-  std::vector<pvINT32> m_vSourceLine;    // line of the problem file that declares it; 0 unknown
-  std::vector<pvINT32> m_vBoundsMoved;   // 1 when its bounds were moved onto allowed values
+  std::vector<pvINT32> m_vKind;  // 0 continuous, 1 integer, 2 from a set (as the user declared it)
+  std::vector<pvINT32> m_vActive;          // host: 1 free, 0 held at its start value; 1
+  std::vector<pvINT32> m_vLinkIndex;       // host: CDLink entry that defines it; -1
+  std::vector<pvINT32> m_vSourceLine;      // line of the problem file that declares it; 0 unknown
+  std::vector<pvINT32> m_vBoundsMoved;     // 1 when its bounds were moved onto allowed values
   std::vector<pvINT32> m_vBranchPriority;  // host: branching priority; 0
   std::vector<pvINT32> m_vDisplayDigits;   // host: significant digits in reports; 0
-  std::vector<pvINT32> m_vGroup;         // host: index into m_vGroups of its group; -1
-  std::vector<pvINT32> m_vScaleMode;     // host: 0 none, 1 divide by m_vaScale, 2 bounds onto [0, 1]; 0
-  std::vector<pvINT32> m_vReportOrder;   // host: position in reports; -1
-  std::vector<pvINT32> m_vFlags;         // host: free bit flags; 0
-  std::valarray<pvFLOAT64> m_vaStart;        // start value; NaN when none is given
-  std::valarray<pvFLOAT64> m_vaGivenLower;   // lower bound as written, before moving onto allowed values
-  std::valarray<pvFLOAT64> m_vaGivenUpper;   // upper bound as written
-  std::valarray<pvFLOAT64> m_vaScale;        // typical magnitude for finite differences; 0 or 1 for none
-  std::valarray<pvFLOAT64> m_vaFDStep;       // relative finite-difference step; 0: by the gradient scheme
+  std::vector<pvINT32> m_vGroup;           // host: index into m_vGroups of its group; -1
+  std::vector<pvINT32>
+      m_vScaleMode;  // host: 0 none, 1 divide by m_vaScale, 2 bounds onto [0, 1]; 0
+  std::vector<pvINT32> m_vReportOrder;  // host: position in reports; -1
+  std::vector<pvINT32> m_vFlags;        // host: free bit flags; 0
+  std::valarray<pvFLOAT64> m_vaStart;   // start value; NaN when none is given
+  std::valarray<pvFLOAT64>
+      m_vaGivenLower;  // lower bound as written, before moving onto allowed values
+  std::valarray<pvFLOAT64> m_vaGivenUpper;  // upper bound as written
+  std::valarray<pvFLOAT64> m_vaScale;  // typical magnitude for finite differences; 0 or 1 for none
+  std::valarray<pvFLOAT64>
+      m_vaFDStep;  // relative finite-difference step; 0: by the gradient scheme
   std::valarray<pvFLOAT64> m_vaInitialStep;  // host: initial step of derivative-free algorithms; 0
   std::valarray<pvFLOAT64> m_vaXTolerance;   // host: absolute tolerance on the value; 0
   std::valarray<pvFLOAT64> m_vaResolution;   // host: smallest meaningful change, for reports; 0
@@ -65,11 +68,13 @@ class CDVar : public pvPersistent {
   std::vector<std::string> m_vDescriptions;  // what each variable is
   std::vector<std::string> m_vUnits;         // units of each variable
   std::vector<std::string> m_vGroups;        // host: names of variable groups; empty
-  std::vector<std::vector<pvINT32>> m_vvRespUse;   // host: per variable, responses that use it; empty
-  std::vector<std::vector<pvINT32>> m_vvEqnUse;    // host: per variable, equations that use it; empty
-  std::vector<std::vector<pvINT32>> m_vvLinkUse;   // host: per variable, links that use it; empty
-  std::vector<std::vector<pvINT32>> m_vvConsUse;   // host: per variable, constraints that depend on it; empty
-  std::vector<std::vector<pvINT32>> m_vvTags;      // host: per variable, free integer tags; empty
+  std::vector<std::vector<pvINT32>>
+      m_vvRespUse;                               // host: per variable, responses that use it; empty
+  std::vector<std::vector<pvINT32>> m_vvEqnUse;  // host: per variable, equations that use it; empty
+  std::vector<std::vector<pvINT32>> m_vvLinkUse;  // host: per variable, links that use it; empty
+  std::vector<std::vector<pvINT32>>
+      m_vvConsUse;  // host: per variable, constraints that depend on it; empty
+  std::vector<std::vector<pvINT32>> m_vvTags;  // host: per variable, free integer tags; empty
 };
 
 // All discrete value sets of a task.
@@ -103,21 +108,23 @@ class CDResp : public pvPersistent {
   std::vector<pvINT32> m_vKind;        // host: 0 expression, 1 computed by an external analysis; 0
   std::vector<pvINT32> m_vSourceLine;  // line of the problem file that defines it; 0 unknown
   std::vector<pvINT32> m_vActive;      // host: 1 evaluated, 0 skipped; 1
-  std::vector<pvINT32> m_vGradientMode;  // host: 0 finite differences, 1 analytic; 0
-  std::vector<pvINT32> m_vEvalOrder;   // host: evaluation order; -1
-  std::vector<pvINT32> m_vOutputIndex; // host: output of the external analysis; -1
-  std::vector<pvINT32> m_vCacheable;   // host: 1 when results may be reused for equal designs; 1
+  std::vector<pvINT32> m_vGradientMode;   // host: 0 finite differences, 1 analytic; 0
+  std::vector<pvINT32> m_vEvalOrder;      // host: evaluation order; -1
+  std::vector<pvINT32> m_vOutputIndex;    // host: output of the external analysis; -1
+  std::vector<pvINT32> m_vCacheable;      // host: 1 when results may be reused for equal designs; 1
   std::vector<pvINT32> m_vDisplayDigits;  // host: significant digits in reports; 0
-  std::vector<pvINT32> m_vFlags;       // host: free bit flags; 0
-  std::vector<pvINT32> m_vCostWeight;  // host: relative cost of one evaluation; 0
-  std::vector<std::string> m_vNames;        // response names, unique within the task
-  std::vector<std::string> m_vExpressions;  // expression of each response
-  std::vector<std::string> m_vDescriptions; // what each response is
-  std::vector<std::vector<pvINT32>> m_vvVarUse;   // host: per response, variables it uses; empty
-  std::vector<std::vector<pvINT32>> m_vvEqnUse;   // host: per response, equations it uses; empty
-  std::vector<std::vector<pvINT32>> m_vvObjUse;   // host: per response, objectives built on it; empty
-  std::vector<std::vector<pvINT32>> m_vvConsUse;  // host: per response, constraints built on it; empty
-  std::vector<std::vector<pvINT32>> m_vvTags;     // host: per response, free integer tags; empty
+  std::vector<pvINT32> m_vFlags;          // host: free bit flags; 0
+  std::vector<pvINT32> m_vCostWeight;     // host: relative cost of one evaluation; 0
+  std::vector<std::string> m_vNames;      // response names, unique within the task
+  std::vector<std::string> m_vExpressions;       // expression of each response
+  std::vector<std::string> m_vDescriptions;      // what each response is
+  std::vector<std::vector<pvINT32>> m_vvVarUse;  // host: per response, variables it uses; empty
+  std::vector<std::vector<pvINT32>> m_vvEqnUse;  // host: per response, equations it uses; empty
+  std::vector<std::vector<pvINT32>>
+      m_vvObjUse;  // host: per response, objectives built on it; empty
+  std::vector<std::vector<pvINT32>>
+      m_vvConsUse;                             // host: per response, constraints built on it; empty
+  std::vector<std::vector<pvINT32>> m_vvTags;  // host: per response, free integer tags; empty
 };
 
 // All objectives of a task (`discrete` writes one; the search optimises the
@@ -131,13 +138,13 @@ class CDObj : public pvPersistent {
   void VisitKey(CFieldVisitor& visitor) override;
   void VisitData(CFieldVisitor& visitor) override;
 
-  pvINT32 m_nTaskID;                     // key: task id
-  std::vector<pvINT32> m_vRespIndex;     // response (index into CDResp) that defines each objective
-  std::vector<pvINT32> m_vSense;         // host: 1 minimise, -1 maximise; as the problem file says
-  std::valarray<pvFLOAT64> m_vaWeight;   // host: weight in a weighted sum; 1
-  std::valarray<pvFLOAT64> m_vaScale;    // divisor applied before optimising; 1 default
-  std::valarray<pvFLOAT64> m_vaOffset;   // host: added before scaling; 0
-  std::valarray<pvFLOAT64> m_vaTarget;   // published or expected optimum, for reports; NaN none
+  pvINT32 m_nTaskID;                    // key: task id
+  std::vector<pvINT32> m_vRespIndex;    // response (index into CDResp) that defines each objective
+  std::vector<pvINT32> m_vSense;        // host: 1 minimise, -1 maximise; as the problem file says
+  std::valarray<pvFLOAT64> m_vaWeight;  // host: weight in a weighted sum; 1
+  std::valarray<pvFLOAT64> m_vaScale;   // divisor applied before optimising; 1 default
+  std::valarray<pvFLOAT64> m_vaOffset;  // host: added before scaling; 0
+  std::valarray<pvFLOAT64> m_vaTarget;  // published or expected optimum, for reports; NaN none
   std::valarray<pvFLOAT64> m_vaTargetTol;  // relative tolerance on the target; 0 none
 };
 
@@ -151,9 +158,9 @@ class CDCons : public pvPersistent {
   void VisitKey(CFieldVisitor& visitor) override;
   void VisitData(CFieldVisitor& visitor) override;
 
-  pvINT32 m_nTaskID;                   // key: task id
-  std::vector<pvINT32> m_vRespIndex;   // response (index into CDResp) that is constrained
-  std::vector<pvINT32> m_vKind;        // 0: response <= bound, 1: response >= bound, 2: response == bound
+  pvINT32 m_nTaskID;                  // key: task id
+  std::vector<pvINT32> m_vRespIndex;  // response (index into CDResp) that is constrained
+  std::vector<pvINT32> m_vKind;  // 0: response <= bound, 1: response >= bound, 2: response == bound
   std::vector<pvINT32> m_vSourceLine;  // line of the problem file that states it; 0 unknown
   std::valarray<pvFLOAT64> m_vaBound;  // the bound
   std::valarray<pvFLOAT64> m_vaScale;  // the violation is divided by it; > 0
@@ -169,11 +176,11 @@ class CDEqn : public pvPersistent {
   void VisitKey(CFieldVisitor& visitor) override;
   void VisitData(CFieldVisitor& visitor) override;
 
-  pvINT32 m_nTaskID;                        // key: task id
-  std::vector<pvINT32> m_vSourceLine;       // line of the problem file that defines it; 0 unknown
-  std::vector<std::string> m_vNames;        // equation names
-  std::vector<std::string> m_vExpressions;  // expression of each equation
-  std::vector<std::string> m_vDescriptions; // what each equation is
+  pvINT32 m_nTaskID;                         // key: task id
+  std::vector<pvINT32> m_vSourceLine;        // line of the problem file that defines it; 0 unknown
+  std::vector<std::string> m_vNames;         // equation names
+  std::vector<std::string> m_vExpressions;   // expression of each equation
+  std::vector<std::string> m_vDescriptions;  // what each equation is
 };
 
 // All links of a task: design variables whose value is an expression of
@@ -188,8 +195,8 @@ class CDLink : public pvPersistent {
   void VisitKey(CFieldVisitor& visitor) override;
   void VisitData(CFieldVisitor& visitor) override;
 
-  pvINT32 m_nTaskID;                        // key: task id
-  std::vector<pvINT32> m_vTargetVar;        // variable each link defines
-  std::vector<std::string> m_vExpressions;  // its value as an expression
+  pvINT32 m_nTaskID;                                 // key: task id
+  std::vector<pvINT32> m_vTargetVar;                 // variable each link defines
+  std::vector<std::string> m_vExpressions;           // its value as an expression
   std::vector<std::vector<pvINT32>> m_vvSourceVars;  // variables each expression uses
 };

@@ -8,8 +8,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "SqliteError.h"
 #include "DatabaseError.h"
+#include "SqliteError.h"
 #include "TaskDatabaseAccess.h"
 
 namespace {

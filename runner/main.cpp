@@ -2,6 +2,9 @@
 // files with the branch-and-bound module, and shows what a task database
 // holds. Usage in docs/cli.md; exit codes in commands/ExitCodes.h.
 
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
@@ -9,16 +12,13 @@
 #include <limits>
 #include <vector>
 
-#include <CLI/CLI.hpp>
-#include <fmt/format.h>
-
-#include "solver/Algorithms.h"
+#include "TaskDatabase.h"
 #include "commands/Commands.h"
-#include "search/DiscreteModule.h"
 #include "expressions/MessageText.h"
 #include "problem/ProblemFile.h"
+#include "search/DiscreteModule.h"
 #include "search/Search.h"
-#include "TaskDatabase.h"
+#include "solver/Algorithms.h"
 #include "tasks/TaskProblem.h"
 
 namespace {
@@ -136,7 +136,9 @@ int main(int argc, char** argv) {
                    "further start points for a subtask whose result looks suspicious")
       ->check(CLI::Range(0, 1000));
   solveCommand->add_flag("--quiet", solve.quiet, "no progress line and no notes; the report only");
-  solveCommand->add_option("--lock-timeout", solve.lockTimeout, "seconds to wait for another process's lock (default 30)")
+  solveCommand
+      ->add_option("--lock-timeout", solve.lockTimeout,
+                   "seconds to wait for another process's lock (default 30)")
       ->check(CLI::NonNegativeNumber);
 
   std::string database;

@@ -31,7 +31,7 @@ struct CSolveOptions {
   std::optional<int> rootStarts;         // ... optimizer.root_starts
   std::optional<int> suspiciousStarts;   // ... and optimizer.suspicious_starts
   bool quiet = false;                    // no progress line and no notes; the report only
-  double lockTimeout = 30.0;             // seconds to wait for another process's lock on the database
+  double lockTimeout = 30.0;  // seconds to wait for another process's lock on the database
 };
 
 EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages);

@@ -1,11 +1,11 @@
-#include <filesystem>
-
 #include <fmt/format.h>
 
-#include "commands/Commands.h"
-#include "search/DiscreteModule.h"
+#include <filesystem>
+
 #include "TaskDatabase.h"
+#include "commands/Commands.h"
 #include "commands/TaskListing.h"
+#include "search/DiscreteModule.h"
 #include "tasks/TaskWriter.h"
 
 namespace {
@@ -18,7 +18,8 @@ struct CDatabaseSession {
 }  // namespace
 
 void OpenExistingDatabase(const std::string& path) {
-  if (!std::filesystem::is_regular_file(path)) throw CDatabaseError(path + ": no such database file");
+  if (!std::filesystem::is_regular_file(path))
+    throw CDatabaseError(path + ": no such database file");
   OpenTaskDatabase(path, ETaskDatabaseAccess::ReadOnly);
 }
 
@@ -32,7 +33,8 @@ EExitCode RunShow(const std::string& databasePath, std::optional<int> taskId, FI
   return EExitCode::Success;
 }
 
-EExitCode RunTree(const std::string& databasePath, std::optional<int> taskId, ETreeFormat format, FILE* out) {
+EExitCode RunTree(const std::string& databasePath, std::optional<int> taskId, ETreeFormat format,
+                  FILE* out) {
   CDatabaseSession session(databasePath);
   const std::vector<int> searchTasks = taskId ? std::vector<int>{*taskId} : SearchTasks();
   if (searchTasks.empty()) fmt::print(out, "{} holds no search task\n", databasePath);
@@ -44,6 +46,7 @@ EExitCode RunVersion(FILE* out) {
   fmt::print(out, "{}\n", kProgramSignature);
   const CDiscreteModule module = CDiscreteModule::Load();
   const CModuleVersion version = module.Version();
-  fmt::print(out, "module {}.{}.{} ({})\n", version.major, version.minor, version.patch, module.Path());
+  fmt::print(out, "module {}.{}.{} ({})\n", version.major, version.minor, version.patch,
+             module.Path());
   return EExitCode::Success;
 }

@@ -1,10 +1,10 @@
 #include "commands/RecordPrinter.h"
 
+#include <fmt/format.h>
+
 #include <string>
 #include <valarray>
 #include <vector>
-
-#include <fmt/format.h>
 
 #include "Persistent.h"
 #include "ValueAccess.h"
@@ -41,17 +41,25 @@ class CLinePrinter : public CFieldVisitor {
   std::vector<std::string> lines;  // in visiting order
 
   void Field(const char* name, pvINT32& value) override { Add(name, Text(value)); }
-  void Field(const char* name, pvUINT32& value) override { Add(name, std::to_string(CValueAccess::Get(value))); }
+  void Field(const char* name, pvUINT32& value) override {
+    Add(name, std::to_string(CValueAccess::Get(value)));
+  }
   void Field(const char* name, pvFLOAT64& value) override { Add(name, Text(value)); }
   void Field(const char* name, std::string& value) override { Add(name, Text(value)); }
   void Field(const char* name, std::vector<pvINT32>& value) override { Add(name, List(value)); }
   void Field(const char* name, std::valarray<pvFLOAT64>& value) override { Add(name, List(value)); }
   void Field(const char* name, std::vector<std::string>& value) override { Add(name, List(value)); }
-  void Field(const char* name, std::vector<std::vector<pvINT32>>& value) override { Add(name, Nested(value)); }
-  void Field(const char* name, std::vector<std::vector<pvFLOAT64>>& value) override { Add(name, Nested(value)); }
+  void Field(const char* name, std::vector<std::vector<pvINT32>>& value) override {
+    Add(name, Nested(value));
+  }
+  void Field(const char* name, std::vector<std::vector<pvFLOAT64>>& value) override {
+    Add(name, Nested(value));
+  }
 
  private:
-  void Add(const char* name, const std::string& value) { lines.push_back(fmt::format("{} = {}", name, value)); }
+  void Add(const char* name, const std::string& value) {
+    lines.push_back(fmt::format("{} = {}", name, value));
+  }
 };
 
 }  // namespace

@@ -5,10 +5,10 @@
 #include <cmath>
 
 #include "Records.h"
-#include "tasks/TaskProblem.h"
-#include "tasks/TaskResult.h"
 #include "Timing.h"
 #include "solver/Design.h"
+#include "tasks/TaskProblem.h"
+#include "tasks/TaskResult.h"
 
 namespace {
 
@@ -75,15 +75,16 @@ void PrintHeading(FILE* out, const CProblemLabels& labels, const CSearchOutcome&
   fmt::print(out, "  problem file  {}\n", labels.problemFile);
   fmt::print(out, "  database      {} (search task {})\n\n", databasePath, outcome.searchTaskId);
   // Only a search that ended with every node solved is complete and exact.
-  const bool exact =
-      outcome.end == ESearchEnd::Complete && outcome.nodesNotConverged == 0 && !outcome.rootNotConverged;
+  const bool exact = outcome.end == ESearchEnd::Complete && outcome.nodesNotConverged == 0 &&
+                     !outcome.rootNotConverged;
   std::string end = Describe(outcome.end);
   if (outcome.rootNotConverged) {
     end += ", but the continuous problem itself did not converge; nothing below it was explored";
   } else if (outcome.nodesNotConverged > 0) {
     const bool one = outcome.nodesNotConverged == 1;
-    end += fmt::format(", but {} subtask{} did not converge; {} not explored", outcome.nodesNotConverged,
-                       one ? "" : "s", one ? "its subtree was" : "their subtrees were");
+    end += fmt::format(", but {} subtask{} did not converge; {} not explored",
+                       outcome.nodesNotConverged, one ? "" : "s",
+                       one ? "its subtree was" : "their subtrees were");
   }
   if (outcome.discreteFeasible) {
     const char* what = exact ? "the best feasible discrete design"
@@ -141,8 +142,8 @@ void PrintConstraints(FILE* out, const CTaskProblem& task, const CTaskDesign& de
     const double violation =
         task.constraintKinds[k] == EConstraintKind::EqualTo ? std::fabs(scaled) : scaled;
     const char* status = !IsFeasible(violation, task.tolerance) ? "violated"
-                         : violation >= -task.tolerance ? "active"
-                                                        : "holds";
+                         : violation >= -task.tolerance         ? "active"
+                                                                : "holds";
     fmt::print(out, "  {:<{}}  {:>16}  {}  {:>12}  {:>12}  {}\n", task.responseNames[response],
                width, Number(value), OperatorOf(task.constraintKinds[k]),
                Number(task.constraintBounds[k]), fmt::format("{:.3g}", scaled), status);
@@ -152,11 +153,13 @@ void PrintConstraints(FILE* out, const CTaskProblem& task, const CTaskDesign& de
 }
 
 void PrintEffort(FILE* out, const CSearchOutcome& outcome) {
-  fmt::print(
-      out, "\nSearch: {} subtasks solved{}, {} analyses, {} gradient evaluations, {:.2f} s\n",
-      outcome.nodesSolved,
-      outcome.nodesNotConverged > 0 ? fmt::format(" ({} of them not converged)", outcome.nodesNotConverged) : "",
-      nNumAnalyses, nNumGradCalc, outcome.seconds);
+  fmt::print(out,
+             "\nSearch: {} subtasks solved{}, {} analyses, {} gradient evaluations, {:.2f} s\n",
+             outcome.nodesSolved,
+             outcome.nodesNotConverged > 0
+                 ? fmt::format(" ({} of them not converged)", outcome.nodesNotConverged)
+                 : "",
+             nNumAnalyses, nNumGradCalc, outcome.seconds);
   fmt::print(out,
              "Time (s): optimiser {:.3f}, database reads {:.3f}, database writes {:.3f}, discrete "
              "set-up {:.3f}\n",

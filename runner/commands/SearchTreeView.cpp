@@ -1,9 +1,9 @@
 #include "commands/SearchTreeView.h"
 
+#include <fmt/format.h>
+
 #include <string>
 #include <unordered_map>
-
-#include <fmt/format.h>
 
 #include "Records.h"
 #include "search/SearchState.h"
@@ -14,15 +14,15 @@
 namespace {
 
 struct CTreeNode {
-  int taskId = 0;               // the node's task
-  int depth = 0;                // 0 for the search task
-  bool isLastChild = true;      // last among its siblings
-  std::vector<bool> openLevels; // per ancestor level: a later sibling follows there
-  std::string branch;           // "x3 >= 4"; "root" for the search task
-  std::string result;           // "objective ... max con ..." or "not solved"
-  std::string status;           // classification
-  bool isIncumbent = false;     // the search's result
-  std::vector<int> children;    // child task ids
+  int taskId = 0;                // the node's task
+  int depth = 0;                 // 0 for the search task
+  bool isLastChild = true;       // last among its siblings
+  std::vector<bool> openLevels;  // per ancestor level: a later sibling follows there
+  std::string branch;            // "x3 >= 4"; "root" for the search task
+  std::string result;            // "objective ... max con ..." or "not solved"
+  std::string status;            // classification
+  bool isIncumbent = false;      // the search's result
+  std::vector<int> children;     // child task ids
 };
 
 // The records of one task that the tree shows.
@@ -35,7 +35,8 @@ struct CTaskView {
     task.m_nTaskID = taskId;
     variables.m_nTaskID = taskId;
     if (!task.GetObject() || !variables.GetObject()) {
-      throw CTaskDataError(fmt::format("the database holds no task {} with its design variables", taskId));
+      throw CTaskDataError(
+          fmt::format("the database holds no task {} with its design variables", taskId));
     }
     solved = ReadSolvedResult(taskId, result);
   }
@@ -46,10 +47,12 @@ std::string Bound(const CDVar& parent, const CDVar& child) {
   for (size_t i = 0; i < child.m_vaLower.size() && i < parent.m_vaLower.size(); ++i) {
     const std::string name = i < child.m_vNames.size() ? child.m_vNames[i] : fmt::format("x{}", i);
     if (double(child.m_vaLower[i]) > double(parent.m_vaLower[i])) {
-      text += (text.empty() ? "" : ", ") + fmt::format("{} >= {:.10g}", name, double(child.m_vaLower[i]));
+      text += (text.empty() ? "" : ", ") +
+              fmt::format("{} >= {:.10g}", name, double(child.m_vaLower[i]));
     }
     if (double(child.m_vaUpper[i]) < double(parent.m_vaUpper[i])) {
-      text += (text.empty() ? "" : ", ") + fmt::format("{} <= {:.10g}", name, double(child.m_vaUpper[i]));
+      text += (text.empty() ? "" : ", ") +
+              fmt::format("{} <= {:.10g}", name, double(child.m_vaUpper[i]));
     }
   }
   return text.empty() ? "same bounds" : text;
@@ -67,7 +70,7 @@ std::string Status(const CTaskView& view, ENodeOutcome outcome) {
 std::vector<CTreeNode> ReadTree(int searchTaskId, const CSearchState& state) {
   const int incumbent = state.discreteFeasible ? state.resultTask : 0;
   std::vector<CTreeNode> nodes;
-  struct CPending {               // a node still to be read
+  struct CPending {                // a node still to be read
     int taskId;                    // its task
     int depth;                     // 0 for the search task
     bool isLastChild;              // last among its siblings
@@ -85,16 +88,18 @@ std::vector<CTreeNode> ReadTree(int searchTaskId, const CSearchState& state) {
     node.isLastChild = pending.isLastChild;
     node.openLevels = pending.openLevels;
     node.branch = pending.branch;
-    node.result = view.solved ? fmt::format("objective {:.10g}  max con {:.3g}", double(view.result.m_dBestObj),
-                                            double(view.result.m_dBestMaxCon))
-                              : "not solved";
+    node.result =
+        view.solved ? fmt::format("objective {:.10g}  max con {:.3g}",
+                                  double(view.result.m_dBestObj), double(view.result.m_dBestMaxCon))
+                    : "not solved";
     node.status = Status(view, state.outcomes.at(pending.taskId));
     node.isIncumbent = pending.taskId == incumbent;
     std::vector<bool> childLevels = pending.openLevels;
     if (pending.depth > 0) childLevels.push_back(!pending.isLastChild);
     const auto& children = view.task.m_vChildTaskIDs;
     for (const pvINT32& child : children) node.children.push_back(child);
-    for (size_t c = children.size(); c-- > 0;) {  // pushed last first, so that they are visited in order
+    for (size_t c = children.size();
+         c-- > 0;) {  // pushed last first, so that they are visited in order
       const CTaskView child(children[c]);
       stack.push_back({int(children[c]), pending.depth + 1, c + 1 == children.size(), childLevels,
                        Bound(view.variables, child.variables)});
@@ -118,8 +123,8 @@ void PrintText(FILE* out, const std::vector<CTreeNode>& nodes) {
     std::string prefix;
     for (bool open : node.openLevels) prefix += open ? "|   " : "    ";
     if (node.depth > 0) prefix += node.isLastChild ? "`-- " : "+-- ";
-    fmt::print(out, "{}task {}  {}  {}  {}{}\n", prefix, node.taskId, node.branch, node.result, node.status,
-               node.isIncumbent ? "  <== incumbent" : "");
+    fmt::print(out, "{}task {}  {}  {}  {}{}\n", prefix, node.taskId, node.branch, node.result,
+               node.status, node.isIncumbent ? "  <== incumbent" : "");
   }
 }
 
@@ -129,14 +134,16 @@ void PrintDot(FILE* out, int searchTaskId, const CSearchState& state,
              searchTaskId);
   if (!state.finished) fmt::print(out, "  label=\"{}\";\n", UnfinishedNote(state));
   for (const CTreeNode& node : nodes) {
-    fmt::print(out, "  t{} [label=\"task {}\\n{}\\n{}\"{}];\n", node.taskId, node.taskId, node.result, node.status,
+    fmt::print(out, "  t{} [label=\"task {}\\n{}\\n{}\"{}];\n", node.taskId, node.taskId,
+               node.result, node.status,
                node.isIncumbent ? ", style=filled, fillcolor=gold, penwidth=2" : "");
   }
   std::unordered_map<int, const CTreeNode*> byTask;
   for (const CTreeNode& node : nodes) byTask.emplace(node.taskId, &node);
   for (const CTreeNode& node : nodes) {
     for (int child : node.children) {
-      fmt::print(out, "  t{} -> t{} [label=\"{}\"];\n", node.taskId, child, byTask.at(child)->branch);
+      fmt::print(out, "  t{} -> t{} [label=\"{}\"];\n", node.taskId, child,
+                 byTask.at(child)->branch);
     }
   }
   fmt::print(out, "}}\n");
@@ -150,7 +157,9 @@ std::vector<int> SearchTasks() {
   for (int taskId = 1; taskId <= lastId; ++taskId) {
     CTask task(GetPOD());
     task.m_nTaskID = taskId;
-    if (task.GetObject() && task.m_nTaskKind == Stored(ETaskKind::Search) && task.m_nParentTaskID <= 0) tasks.push_back(taskId);
+    if (task.GetObject() && task.m_nTaskKind == Stored(ETaskKind::Search) &&
+        task.m_nParentTaskID <= 0)
+      tasks.push_back(taskId);
   }
   return tasks;
 }

@@ -4,17 +4,17 @@
 #include <filesystem>
 #include <memory>
 
-#include "commands/Commands.h"
-#include "search/DiscreteModule.h"
 #include "LogFile.h"
+#include "TaskDatabase.h"
+#include "commands/Commands.h"
 #include "commands/OutputFiles.h"
-#include "problem/ProblemFile.h"
-#include "search/ProgressLine.h"
 #include "commands/Report.h"
+#include "problem/ProblemFile.h"
+#include "search/DiscreteModule.h"
+#include "search/ProgressLine.h"
 #include "search/Search.h"
 #include "search/SearchLog.h"
 #include "search/SearchState.h"
-#include "TaskDatabase.h"
 #include "tasks/TaskProblem.h"
 #include "tasks/TaskWriter.h"
 

@@ -5,15 +5,15 @@
 #include <map>
 #include <string>
 
-#include "commands/RecordPrinter.h"
 #include "Records.h"
-#include "search/SearchState.h"
+#include "commands/RecordPrinter.h"
 #include "commands/SearchTreeView.h"
+#include "search/SearchState.h"
+#include "solver/Design.h"
 #include "solver/SolveStatus.h"
 #include "tasks/RecordKinds.h"
 #include "tasks/TaskProblem.h"
 #include "tasks/TaskResult.h"
-#include "solver/Design.h"
 
 namespace {
 
@@ -60,10 +60,10 @@ void PrintTaskLine(FILE* out, const CTask& task, const std::map<int, ENodeOutcom
       KindOf(task), task.m_nParentTaskID > 0 ? std::to_string(long(task.m_nParentTaskID)) : "-",
       task.m_vChildTaskIDs.size(), solved ? fmt::format("{:.10g}", double(result.m_dBestObj)) : "-",
       solved && converged ? fmt::format("{:.3g}", double(result.m_dBestMaxCon)) : "-",
-      !solved                             ? "not solved"
-      : !converged                        ? "not converged"
+      !solved                                       ? "not solved"
+      : !converged                                  ? "not converged"
       : IsFeasible(result.m_dBestMaxCon, tolerance) ? "feasible"
-                                          : "infeasible",
+                                                    : "infeasible",
       node);
 }
 

@@ -26,7 +26,8 @@ std::string MessageOf(const mu::ParserError& error) {
   std::string message = error.GetMsg();
   const std::string& token = error.GetToken();
   constexpr size_t kLongestToken = 30;
-  if (const size_t at = message.find(token); token.size() > kLongestToken && at != std::string::npos) {
+  if (const size_t at = message.find(token);
+      token.size() > kLongestToken && at != std::string::npos) {
     message.replace(at, token.size(), Excerpt(token, kLongestToken));
   }
   return Excerpt(message, 200);
@@ -48,8 +49,8 @@ void DefineName(mu::Parser& parser, const std::string& name, double* value,
 // Checks that the expression keeps to the language (ExpressionSyntax.h) and
 // parses it once, so that syntax errors and unknown names come out now and not
 // at the first evaluation.
-void Compile(mu::Parser& parser, const std::string& expression,
-             CExpressionError::EWhere where, int index) {
+void Compile(mu::Parser& parser, const std::string& expression, CExpressionError::EWhere where,
+             int index) {
   if (const auto outside = FindSyntaxOutsideTheLanguage(expression)) {
     throw CExpressionError(where, index, "cannot read '" + Excerpt(expression) + "': " + *outside,
                            "");

@@ -34,8 +34,10 @@ class Parser;
 }
 
 struct CModelDefinition {
-  std::vector<std::string> variableNames;  // names of the design variables, in design-variable order
-  std::vector<std::pair<std::string, std::string>> equations;  // (name, expression), in evaluation order
+  std::vector<std::string>
+      variableNames;  // names of the design variables, in design-variable order
+  std::vector<std::pair<std::string, std::string>>
+      equations;                       // (name, expression), in evaluation order
   std::vector<std::string> responses;  // response expressions, in response order
 };
 
@@ -46,11 +48,15 @@ class CExpressionError : public std::runtime_error {
  public:
   enum class EWhere { Equation, Response };
   CExpressionError(EWhere where, int index, const std::string& message, std::string unknownName)
-      : std::runtime_error(message), m_where(where), m_index(index),
+      : std::runtime_error(message),
+        m_where(where),
+        m_index(index),
         m_unknownName(std::move(unknownName)) {}
-  EWhere Where() const { return m_where; }       // which list holds the expression
-  int Index() const { return m_index; }          // its index in that list, from 0
-  const std::string& UnknownName() const { return m_unknownName; }  // empty unless a name is unknown
+  EWhere Where() const { return m_where; }  // which list holds the expression
+  int Index() const { return m_index; }     // its index in that list, from 0
+  const std::string& UnknownName() const {
+    return m_unknownName;
+  }  // empty unless a name is unknown
 
  private:
   EWhere m_where;             // which list holds the expression
@@ -90,7 +96,8 @@ class CExpressionModel {
 
  private:
   std::vector<double> m_variableValues;  // current design; fixed size, parsers point into it
-  std::vector<double> m_equationValues;  // current equation values; fixed size, parsers point into it
+  std::vector<double>
+      m_equationValues;  // current equation values; fixed size, parsers point into it
   std::vector<std::unique_ptr<mu::Parser>> m_equationParsers;  // one per equation, in order
   std::vector<std::unique_ptr<mu::Parser>> m_responseParsers;  // one per response, in order
 };

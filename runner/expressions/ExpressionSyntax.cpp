@@ -1,12 +1,11 @@
 #include "expressions/ExpressionSyntax.h"
 
+#include <fmt/format.h>
 #include <muParserDef.h>
 
 #include <cctype>
 #include <cstring>
 #include <vector>
-
-#include <fmt/format.h>
 
 #include "expressions/MessageText.h"
 

@@ -30,7 +30,7 @@ CComparison SplitComparison(const std::string& text) {
       throw std::invalid_argument("more than one comparison; " + expected);
     }
     operatorAt = i;
-    comparison.kind = c == '<' ? EConstraintKind::AtMost
+    comparison.kind = c == '<'   ? EConstraintKind::AtMost
                       : c == '>' ? EConstraintKind::AtLeast
                                  : EConstraintKind::EqualTo;
     ++i;  // skip the '=' of the operator

@@ -9,7 +9,7 @@
 #include "problem/Problem.h"
 
 struct CComparison {
-  std::string left;   // the expression, trimmed
+  std::string left;                                // the expression, trimmed
   EConstraintKind kind = EConstraintKind::AtMost;  // the operator
   std::string right;  // the value (an expression without names), trimmed
 };

@@ -1,9 +1,9 @@
 #include "problem/ProblemBounds.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
-
-#include <fmt/format.h>
 
 #include "expressions/MessageText.h"
 #include "problem/TomlFields.h"
@@ -12,7 +12,9 @@ namespace {
 
 constexpr double kSameValue = 1e-12;  // relative distance below which two values are one
 
-bool IsSameValue(double a, double b) { return std::fabs(a - b) <= kSameValue * std::max(1.0, std::fabs(b)); }
+bool IsSameValue(double a, double b) {
+  return std::fabs(a - b) <= kSameValue * std::max(1.0, std::fabs(b));
+}
 
 // The smallest allowed value at or above `value` (or the value itself when
 // none is); `allowed` ascending.
@@ -42,13 +44,16 @@ double WholeAtOrBelow(double value) {
 
 }  // namespace
 
-std::vector<std::string> MoveBoundsOntoAllowedValues(CProblem& problem, std::vector<CProblemIssue>& issues) {
+std::vector<std::string> MoveBoundsOntoAllowedValues(CProblem& problem,
+                                                     std::vector<CProblemIssue>& issues) {
   std::vector<std::string> notes;
   for (CProblemVariable& variable : problem.variables) {
     const bool isInteger = variable.kind == EVariableKind::Integer;
     const bool isSet = variable.kind == EVariableKind::Set && variable.setIndex >= 0;
-    if ((!isInteger && !isSet) || variable.lower > variable.upper) continue;  // the latter already reported
-    const std::string where = fmt::format("{}:{}: variables.{}", problem.file, variable.line, variable.name);
+    if ((!isInteger && !isSet) || variable.lower > variable.upper)
+      continue;  // the latter already reported
+    const std::string where =
+        fmt::format("{}:{}: variables.{}", problem.file, variable.line, variable.name);
     const double oldLower = variable.lower;
     const double oldUpper = variable.upper;
     if (isInteger) {
@@ -73,19 +78,21 @@ std::vector<std::string> MoveBoundsOntoAllowedValues(CProblem& problem, std::vec
       continue;
     }
     if (lowerMoved) {
-      notes.push_back(fmt::format("{}: lower bound {} {} up to {}{}", where, FormatNumber(oldLower), moved,
-                                  FormatNumber(variable.lower), target));
+      notes.push_back(fmt::format("{}: lower bound {} {} up to {}{}", where, FormatNumber(oldLower),
+                                  moved, FormatNumber(variable.lower), target));
     }
     if (upperMoved) {
-      notes.push_back(fmt::format("{}: upper bound {} {} down to {}{}", where, FormatNumber(oldUpper), moved,
-                                  FormatNumber(variable.upper), target));
+      notes.push_back(fmt::format("{}: upper bound {} {} down to {}{}", where,
+                                  FormatNumber(oldUpper), moved, FormatNumber(variable.upper),
+                                  target));
     }
     variable.boundsMoved = lowerMoved || upperMoved;
-    if (!std::isnan(variable.start) && (variable.start < variable.lower || variable.start > variable.upper)) {
+    if (!std::isnan(variable.start) &&
+        (variable.start < variable.lower || variable.start > variable.upper)) {
       const double oldStart = variable.start;
       variable.start = std::clamp(variable.start, variable.lower, variable.upper);
-      notes.push_back(fmt::format("{}: start value {} moved to {} to lie within the new bounds", where,
-                                  FormatNumber(oldStart), FormatNumber(variable.start)));
+      notes.push_back(fmt::format("{}: start value {} moved to {} to lie within the new bounds",
+                                  where, FormatNumber(oldStart), FormatNumber(variable.start)));
     }
   }
   return notes;

@@ -21,4 +21,5 @@
 
 // Moves the bounds of every discrete variable of the problem and returns the
 // notes. Adds an issue for a variable whose bounds hold no allowed value.
-std::vector<std::string> MoveBoundsOntoAllowedValues(CProblem& problem, std::vector<CProblemIssue>& issues);
+std::vector<std::string> MoveBoundsOntoAllowedValues(CProblem& problem,
+                                                     std::vector<CProblemIssue>& issues);

@@ -1,12 +1,12 @@
 #include "problem/ProblemCheck.h"
 
+#include <fmt/format.h>
+#include <muParserDef.h>
+
 #include <algorithm>
 #include <cctype>
 #include <map>
 #include <optional>
-
-#include <fmt/format.h>
-#include <muParserDef.h>
 
 #include "expressions/ExpressionModel.h"
 #include "expressions/MessageText.h"
@@ -44,7 +44,9 @@ void CheckNames(const CProblem& problem, std::vector<CProblemIssue>& issues) {
     if (const auto mistake = NameMistake(name)) {
       issues.push_back({line, path, *mistake});
     } else if (auto found = declared.find(name); found != declared.end()) {
-      issues.push_back({line, path, fmt::format("duplicate name '{}': already the name of a {}", name, found->second)});
+      issues.push_back(
+          {line, path,
+           fmt::format("duplicate name '{}': already the name of a {}", name, found->second)});
       return;
     }
     declared.emplace(name, fmt::format("{} (line {})", what, line));
@@ -89,7 +91,8 @@ void CheckExpressions(const CProblem& problem, std::vector<CProblemIssue>& issue
   }
   for (const CProblemConstraint& constraint : problem.constraints) {
     if (constraint.expression.empty()) continue;  // already reported while reading
-    CheckExpression(constraint.expression, names, constraint.line, "constraints." + constraint.name, "", issues);
+    CheckExpression(constraint.expression, names, constraint.line, "constraints." + constraint.name,
+                    "", issues);
   }
 }
 

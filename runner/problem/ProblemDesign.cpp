@@ -1,14 +1,13 @@
-#include "problem/ProblemSections.h"
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
-#include <fmt/format.h>
-
-#include "problem/Comparison.h"
 #include "expressions/ExpressionModel.h"
 #include "expressions/MessageText.h"
+#include "problem/Comparison.h"
+#include "problem/ProblemSections.h"
 
 namespace {
 
@@ -28,15 +27,16 @@ std::vector<std::pair<std::string, const toml::node*>> InFileOrder(const toml::t
 }
 
 // The values of a set: a list of numbers, or a range {from, to, step}.
-void ReadSet(CTableReader& sets, const std::string& name, const toml::node& node,
-             CProblemSet& set, std::vector<CProblemIssue>& issues) {
+void ReadSet(CTableReader& sets, const std::string& name, const toml::node& node, CProblemSet& set,
+             std::vector<CProblemIssue>& issues) {
   set.name = name;
   set.line = LineOf(node);
   const std::string path = sets.PathOf(name);
   if (const toml::array* list = node.as_array()) {
     for (const toml::node& value : *list) {
       if (!value.is_number() || !std::isfinite(*value.value<double>())) {
-        issues.push_back({LineOf(value), path, fmt::format("{} is not a finite number", Describe(value))});
+        issues.push_back(
+            {LineOf(value), path, fmt::format("{} is not a finite number", Describe(value))});
         continue;
       }
       set.values.push_back(*value.value<double>());
@@ -48,19 +48,24 @@ void ReadSet(CTableReader& sets, const std::string& name, const toml::node& node
     const auto step = reader.Number("step", ERequired::Yes);
     reader.ReportUnknownKeys();
     if (!from || !to || !step) return;
-    if (*step <= 0) return reader.Report("step", fmt::format("{} is not above 0", FormatNumber(*step)));
+    if (*step <= 0)
+      return reader.Report("step", fmt::format("{} is not above 0", FormatNumber(*step)));
     if (*to < *from) {
-      return reader.Report("to", fmt::format("{} is below 'from' {}", FormatNumber(*to), FormatNumber(*from)));
+      return reader.Report(
+          "to", fmt::format("{} is below 'from' {}", FormatNumber(*to), FormatNumber(*from)));
     }
     const double count = std::floor((*to - *from) / *step * (1 + 1e-12) + 1e-9) + 1;
     if (count > kMostSetValues) {
-      return reader.Report("step", fmt::format("the range has {} values; at most {} are allowed", count, kMostSetValues));
+      return reader.Report("step", fmt::format("the range has {} values; at most {} are allowed",
+                                               count, kMostSetValues));
     }
-    for (long long i = 0; i < static_cast<long long>(count); ++i) set.values.push_back(*from + i * *step);
+    for (long long i = 0; i < static_cast<long long>(count); ++i)
+      set.values.push_back(*from + i * *step);
     return;
   } else {
     issues.push_back({LineOf(node), path,
-                      fmt::format("{} is neither a list of values nor a range {{from, to, step}}", Describe(node))});
+                      fmt::format("{} is neither a list of values nor a range {{from, to, step}}",
+                                  Describe(node))});
     return;
   }
   if (set.values.empty()) {
@@ -70,8 +75,8 @@ void ReadSet(CTableReader& sets, const std::string& name, const toml::node& node
   for (size_t i = 1; i < set.values.size(); ++i) {
     if (set.values[i] <= set.values[i - 1]) {
       issues.push_back({set.line, path,
-                        fmt::format("values are not ascending: {} follows {}", FormatNumber(set.values[i]),
-                                    FormatNumber(set.values[i - 1]))});
+                        fmt::format("values are not ascending: {} follows {}",
+                                    FormatNumber(set.values[i]), FormatNumber(set.values[i - 1]))});
       return;
     }
   }
@@ -89,7 +94,8 @@ EVariableKind ReadKind(CTableReader& reader, bool hasSet) {
   return EVariableKind::Continuous;
 }
 
-void ReadVariable(CTableReader& reader, const std::vector<CProblemSet>& sets, CProblemVariable& variable) {
+void ReadVariable(CTableReader& reader, const std::vector<CProblemSet>& sets,
+                  CProblemVariable& variable) {
   const auto setName = reader.Text("set", ERequired::No);
   variable.kind = ReadKind(reader, setName.has_value());
   const bool isSet = variable.kind == EVariableKind::Set;
@@ -98,7 +104,8 @@ void ReadVariable(CTableReader& reader, const std::vector<CProblemSet>& sets, CP
       reader.Report("set", "missing; a variable of kind \"set\" names the set of its values");
     } else {
       variable.setName = *setName;
-      auto found = std::find_if(sets.begin(), sets.end(), [&](const CProblemSet& s) { return s.name == *setName; });
+      auto found = std::find_if(sets.begin(), sets.end(),
+                                [&](const CProblemSet& s) { return s.name == *setName; });
       if (found == sets.end()) {
         reader.Report("set", fmt::format("unknown set '{}'", Excerpt(*setName)));
       } else {
@@ -133,22 +140,26 @@ void ReadVariable(CTableReader& reader, const std::vector<CProblemSet>& sets, CP
     for (const char* key : {"lower", "upper"}) {
       const auto& bound = std::string(key) == "lower" ? lower : upper;
       if (bound && (*bound < kSmallestInteger || *bound > kLargestInteger)) {
-        reader.Report(key, fmt::format("{} is beyond the 32-bit integer range {} .. {}", FormatNumber(*bound),
-                                       FormatNumber(kSmallestInteger), FormatNumber(kLargestInteger)));
+        reader.Report(
+            key, fmt::format("{} is beyond the 32-bit integer range {} .. {}", FormatNumber(*bound),
+                             FormatNumber(kSmallestInteger), FormatNumber(kLargestInteger)));
       }
     }
   }
   const bool boundsKnown = (lower || setKnown) && (upper || setKnown);
   if (boundsKnown && variable.lower > variable.upper) {
     reader.Report(lower ? "lower" : "upper",
-                  lower ? fmt::format("{} is above upper bound {}", FormatNumber(variable.lower), FormatNumber(variable.upper))
-                        : fmt::format("{} is below lower bound {}", FormatNumber(variable.upper), FormatNumber(variable.lower)));
+                  lower ? fmt::format("{} is above upper bound {}", FormatNumber(variable.lower),
+                                      FormatNumber(variable.upper))
+                        : fmt::format("{} is below lower bound {}", FormatNumber(variable.upper),
+                                      FormatNumber(variable.lower)));
   }
   if (start) {
     variable.start = *start;
     if (boundsKnown && (*start < variable.lower || *start > variable.upper)) {
-      reader.Report("start", fmt::format("{} is outside the bounds {} .. {}", FormatNumber(*start),
-                                         FormatNumber(variable.lower), FormatNumber(variable.upper)));
+      reader.Report("start",
+                    fmt::format("{} is outside the bounds {} .. {}", FormatNumber(*start),
+                                FormatNumber(variable.lower), FormatNumber(variable.upper)));
     }
   }
   if (scale) {
@@ -171,13 +182,16 @@ void ReadConstraint(const std::string& name, const toml::node& node, CProblemCon
     CTableReader reader(*table, path, issues);
     text = reader.Text("expression", ERequired::Yes);
     if (const auto scale = reader.Number("scale", ERequired::No)) {
-      if (*scale <= 0) reader.Report("scale", fmt::format("{} is not above 0", FormatNumber(*scale)));
+      if (*scale <= 0)
+        reader.Report("scale", fmt::format("{} is not above 0", FormatNumber(*scale)));
       constraint.scale = *scale;
     }
     reader.ReportUnknownKeys();
   } else {
-    issues.push_back({constraint.line, path,
-                      fmt::format("{} is neither \"expression <= value\" nor a table {{expression, scale}}", Describe(node))});
+    issues.push_back(
+        {constraint.line, path,
+         fmt::format("{} is neither \"expression <= value\" nor a table {{expression, scale}}",
+                     Describe(node))});
   }
   if (!text) return;
   try {
@@ -231,7 +245,9 @@ void ReadVariables(CTableReader& top, CProblem& problem, std::vector<CProblemIss
       CTableReader reader(*table, path, issues);
       ReadVariable(reader, problem.sets, variable);
     } else {
-      issues.push_back({variable.line, path, fmt::format("{} is not a table of the variable's fields", Describe(*node))});
+      issues.push_back(
+          {variable.line, path,
+           fmt::format("{} is not a table of the variable's fields", Describe(*node))});
     }
     problem.variables.push_back(std::move(variable));
   }
@@ -243,7 +259,8 @@ void ReadEquations(CTableReader& top, CProblem& problem, std::vector<CProblemIss
   for (const auto& [name, node] : InFileOrder(*equations)) {
     CProblemEquation equation{name, node->value_or(std::string()), LineOf(*node)};
     if (!node->is_string()) {
-      issues.push_back({equation.line, "equations." + name, fmt::format("{} is not an expression in double quotes", Describe(*node))});
+      issues.push_back({equation.line, "equations." + name,
+                        fmt::format("{} is not an expression in double quotes", Describe(*node))});
     } else if (equation.expression.find_first_not_of(" \t\r\n") == std::string::npos) {
       issues.push_back({equation.line, "equations." + name, "the expression is empty"});
     }

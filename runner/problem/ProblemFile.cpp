@@ -1,6 +1,7 @@
 #include "problem/ProblemFile.h"
 
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,14 +13,12 @@
 #include <optional>
 #include <tuple>
 
-#include <fmt/format.h>
-
-#include "solver/Algorithms.h"
 #include "expressions/MessageText.h"
 #include "problem/ProblemBounds.h"
 #include "problem/ProblemCheck.h"
 #include "problem/ProblemSections.h"
 #include "problem/TomlFields.h"
+#include "solver/Algorithms.h"
 
 namespace {
 
@@ -46,52 +45,65 @@ void ReadObjective(CTableReader& top, CProblem& problem, std::vector<CProblemIss
     problem.objective = *expression;
     problem.objectiveName = reader.Text("name", ERequired::No).value_or(problem.objectiveName);
     if (const auto scale = reader.Number("scale", ERequired::No)) {
-      if (*scale <= 0) reader.Report("scale", fmt::format("{} is not above 0", FormatNumber(*scale)));
+      if (*scale <= 0)
+        reader.Report("scale", fmt::format("{} is not above 0", FormatNumber(*scale)));
       problem.objectiveScale = *scale;
     }
     reader.ReportUnknownKeys();
   } else {
-    return top.Report("objective", fmt::format("{} is neither an expression nor a table {{expression, name, scale}}",
-                                               Describe(*node)));
+    return top.Report(
+        "objective",
+        fmt::format("{} is neither an expression nor a table {{expression, name, scale}}",
+                    Describe(*node)));
   }
   if (problem.objective.find_first_not_of(" \t") == std::string::npos) {
     top.Report("objective", "the expression is empty");
   }
 }
 
-void ReadOptimizer(CTableReader& top, COptimizerSettings& settings, std::vector<CProblemIssue>& issues) {
+void ReadOptimizer(CTableReader& top, COptimizerSettings& settings,
+                   std::vector<CProblemIssue>& issues) {
   const toml::table* table = top.Table("optimizer", ERequired::No);
   if (table == nullptr) return;
   CTableReader reader(*table, "optimizer", issues);
   if (const auto algorithm = reader.Text("algorithm", ERequired::No)) {
     if (FindAlgorithm(*algorithm) == nullptr) {
-      reader.Report("algorithm", fmt::format("\"{}\" is not an algorithm; use {}", Excerpt(*algorithm),
-                                             AlgorithmNames(true)));
+      reader.Report("algorithm", fmt::format("\"{}\" is not an algorithm; use {}",
+                                             Excerpt(*algorithm), AlgorithmNames(true)));
     }
     settings.algorithm = *algorithm;
   }
   if (const auto gradient = reader.Text("gradient", ERequired::No)) {
-    if (*gradient == "central") settings.gradient = EGradientKind::Central;
-    else if (*gradient == "forward") settings.gradient = EGradientKind::Forward;
-    else reader.Report("gradient", fmt::format("\"{}\" is not a scheme; use \"central\" or \"forward\"",
-                                               Excerpt(*gradient)));
+    if (*gradient == "central")
+      settings.gradient = EGradientKind::Central;
+    else if (*gradient == "forward")
+      settings.gradient = EGradientKind::Forward;
+    else
+      reader.Report("gradient",
+                    fmt::format("\"{}\" is not a scheme; use \"central\" or \"forward\"",
+                                Excerpt(*gradient)));
   }
   if (const auto step = reader.Number("step", ERequired::No)) {
-    if (*step <= 0 || *step >= 1) reader.Report("step", fmt::format("{} is not between 0 and 1", FormatNumber(*step)));
+    if (*step <= 0 || *step >= 1)
+      reader.Report("step", fmt::format("{} is not between 0 and 1", FormatNumber(*step)));
     settings.relativeStep = *step;
   }
   if (const auto evaluations = reader.Integer("max_evaluations", ERequired::No)) {
     if (*evaluations < 1 || *evaluations > kLargestInteger) {
-      reader.Report("max_evaluations", fmt::format("{} is not between 1 and {}", *evaluations, FormatNumber(kLargestInteger)));
+      reader.Report("max_evaluations", fmt::format("{} is not between 1 and {}", *evaluations,
+                                                   FormatNumber(kLargestInteger)));
     }
-    settings.maxEvaluations = static_cast<int>(std::clamp<long long>(*evaluations, 1, kLargestInteger));
+    settings.maxEvaluations =
+        static_cast<int>(std::clamp<long long>(*evaluations, 1, kLargestInteger));
   }
-  for (auto [key, target, least] : {std::tuple{"retries", &settings.retries, 0},
-                                    std::tuple{"root_starts", &settings.rootStarts, 1},
-                                    std::tuple{"suspicious_starts", &settings.suspiciousStarts, 0}}) {
+  for (auto [key, target, least] :
+       {std::tuple{"retries", &settings.retries, 0},
+        std::tuple{"root_starts", &settings.rootStarts, 1},
+        std::tuple{"suspicious_starts", &settings.suspiciousStarts, 0}}) {
     if (const auto count = reader.Integer(key, ERequired::No)) {
       if (*count < least || *count > kMostStartPoints) {
-        reader.Report(key, fmt::format("{} is not between {} and {}", *count, least, kMostStartPoints));
+        reader.Report(key,
+                      fmt::format("{} is not between {} and {}", *count, least, kMostStartPoints));
       }
       *target = static_cast<int>(std::clamp<long long>(*count, least, kMostStartPoints));
     }
@@ -113,12 +125,14 @@ void ReadLimits(CTableReader& top, CSearchLimits& limits, std::vector<CProblemIs
   CTableReader reader(*table, "limits", issues);
   if (const auto nodes = reader.Integer("max_nodes", ERequired::No)) {
     if (*nodes < 1 || *nodes > kLargestInteger) {
-      reader.Report("max_nodes", fmt::format("{} is not between 1 and {}", *nodes, FormatNumber(kLargestInteger)));
+      reader.Report("max_nodes", fmt::format("{} is not between 1 and {}", *nodes,
+                                             FormatNumber(kLargestInteger)));
     }
     limits.maxNodes = static_cast<int>(std::clamp<long long>(*nodes, 0, kLargestInteger));
   }
   if (const auto seconds = reader.Number("time_limit", ERequired::No)) {
-    if (*seconds <= 0) reader.Report("time_limit", fmt::format("{} is not above 0", FormatNumber(*seconds)));
+    if (*seconds <= 0)
+      reader.Report("time_limit", fmt::format("{} is not above 0", FormatNumber(*seconds)));
     limits.timeLimit = *seconds;
   }
   reader.ReportUnknownKeys();
@@ -130,7 +144,8 @@ void ReadReference(CTableReader& top, CProblem& problem, std::vector<CProblemIss
   CTableReader reader(*table, "reference", issues);
   problem.referenceObjective = reader.Number("objective", ERequired::Yes).value_or(kNoValue);
   if (const auto tolerance = reader.Number("tolerance", ERequired::No)) {
-    if (*tolerance < 0) reader.Report("tolerance", fmt::format("{} is below 0", FormatNumber(*tolerance)));
+    if (*tolerance < 0)
+      reader.Report("tolerance", fmt::format("{} is below 0", FormatNumber(*tolerance)));
     problem.referenceTolerance = *tolerance;
   }
   reader.ReportUnknownKeys();
@@ -177,27 +192,33 @@ void ReadSettings(CTableReader& top, CProblem& problem) {
     problem.minimize = *sense != "max";
   }
   if (const auto tolerance = top.Number("tolerance", ERequired::No)) {
-    if (*tolerance < 0) top.Report("tolerance", fmt::format("{} is below 0", FormatNumber(*tolerance)));
+    if (*tolerance < 0)
+      top.Report("tolerance", fmt::format("{} is below 0", FormatNumber(*tolerance)));
     problem.tolerance = *tolerance;
   }
   if (const auto moduleType = top.Integer("module_type", ERequired::No)) {
     if (*moduleType != 0 && *moduleType != 1) {
-      top.Report("module_type", fmt::format("{} is not a module type; use 0 (one start point) or 1 (several)", *moduleType));
+      top.Report("module_type",
+                 fmt::format("{} is not a module type; use 0 (one start point) or 1 (several)",
+                             *moduleType));
     }
     problem.moduleType = *moduleType == 1 ? 1 : 0;
   }
   problem.startPoints = problem.moduleType == 1 ? 8 : 1;
   if (const auto startPoints = top.Integer("start_points", ERequired::No)) {
     if (*startPoints < 1 || *startPoints > kMostStartPoints) {
-      top.Report("start_points", fmt::format("{} is not between 1 and {}", *startPoints, kMostStartPoints));
+      top.Report("start_points",
+                 fmt::format("{} is not between 1 and {}", *startPoints, kMostStartPoints));
     } else if (problem.moduleType == 0 && *startPoints != 1) {
       top.Report("start_points", "only a problem of module_type 1 has several start points");
     }
-    problem.startPoints = static_cast<int>(std::clamp<long long>(*startPoints, 1, kMostStartPoints));
+    problem.startPoints =
+        static_cast<int>(std::clamp<long long>(*startPoints, 1, kMostStartPoints));
   }
   if (const auto seed = top.Integer("seed", ERequired::No)) {
     if (*seed < 0 || *seed > kLargestInteger) {
-      top.Report("seed", fmt::format("{} is not between 0 and {}", *seed, FormatNumber(kLargestInteger)));
+      top.Report("seed",
+                 fmt::format("{} is not between 0 and {}", *seed, FormatNumber(kLargestInteger)));
     }
     problem.seed = static_cast<unsigned>(std::clamp<long long>(*seed, 0, kLargestInteger));
   }
@@ -264,8 +285,9 @@ CProblem ParseProblem(std::string_view text, const std::string& fileName) {
   CheckProblem(problem, issues);
   problem.boundNotes = MoveBoundsOntoAllowedValues(problem, issues);
   if (!issues.empty()) {
-    std::stable_sort(issues.begin(), issues.end(),
-                     [](const CProblemIssue& a, const CProblemIssue& b) { return a.line < b.line; });
+    std::stable_sort(
+        issues.begin(), issues.end(),
+        [](const CProblemIssue& a, const CProblemIssue& b) { return a.line < b.line; });
     throw CProblemFileError(fileName, std::move(issues));
   }
   return problem;

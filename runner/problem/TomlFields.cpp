@@ -1,10 +1,10 @@
 #include "problem/TomlFields.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
 #include <sstream>
-
-#include <fmt/format.h>
 
 #include "expressions/MessageText.h"
 

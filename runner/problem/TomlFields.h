@@ -13,12 +13,12 @@
 // ("variables.x3.lower"); lines are those of the value, or of the table when
 // a required key is missing.
 
+#include <toml++/toml.h>
+
 #include <optional>
 #include <set>
 #include <string>
 #include <vector>
-
-#include <toml++/toml.h>
 
 #include "problem/ProblemIssue.h"
 
@@ -53,10 +53,10 @@ class CTableReader {
  private:
   const toml::node* Find(const std::string& key, ERequired required, const char* typeName);
 
-  const toml::table& m_table;              // the table read; not owned
-  std::string m_path;                      // dotted path of the table; empty at the top
-  std::vector<CProblemIssue>& m_issues;    // where mistakes go; not owned
-  std::set<std::string> m_knownKeys;       // keys asked for so far
+  const toml::table& m_table;            // the table read; not owned
+  std::string m_path;                    // dotted path of the table; empty at the top
+  std::vector<CProblemIssue>& m_issues;  // where mistakes go; not owned
+  std::set<std::string> m_knownKeys;     // keys asked for so far
 };
 
 // The line of a TOML node (0 when toml++ does not know it).

@@ -5,8 +5,8 @@
 #include <unistd.h>
 
 #include <climits>
-#include <optional>
 #include <cstdlib>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -46,7 +46,8 @@ std::vector<std::string> LibrarySearchFolders() {
   auto* info = reinterpret_cast<Dl_serinfo*>(buffer.data());
   *info = size;
   if (dlinfo(program, RTLD_DI_SERINFO, info) == 0) {
-    for (unsigned i = 0; i < info->dls_cnt; ++i) folders.emplace_back(info->dls_serpath[i].dls_name);
+    for (unsigned i = 0; i < info->dls_cnt; ++i)
+      folders.emplace_back(info->dls_serpath[i].dls_name);
   }
   dlclose(program);
   return folders;
@@ -64,7 +65,8 @@ void Resolve(void* library, const char* name, const std::string& path, TFunction
 
 // Opens the library and resolves the entry points; null when the file cannot
 // be opened (the reason then goes into `failure`).
-std::optional<CModuleEntryPoints> TryOpen(const std::string& path, void*& library, std::string& failure) {
+std::optional<CModuleEntryPoints> TryOpen(const std::string& path, void*& library,
+                                          std::string& failure) {
   library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) {
     failure = dlerror();
@@ -87,8 +89,8 @@ CDiscreteModule CDiscreteModule::Load() {
     if (auto entryPoints = TryOpen(fromEnvironment, library, failure)) {
       return CDiscreteModule(library, *entryPoints, fromEnvironment);
     }
-    throw CModuleLoadError(std::string("cannot load the discrete module ") + kLibraryName + " from DISCRETE_MODULE=" +
-                           fromEnvironment + ": " + failure);
+    throw CModuleLoadError(std::string("cannot load the discrete module ") + kLibraryName +
+                           " from DISCRETE_MODULE=" + fromEnvironment + ": " + failure);
   }
   std::vector<std::string> folders = LibrarySearchFolders();
   const std::string programFolder = ExecutableFolder();
@@ -104,14 +106,15 @@ CDiscreteModule CDiscreteModule::Load() {
   }
   std::string searched;
   for (const std::string& folder : folders) searched += (searched.empty() ? "" : ", ") + folder;
-  throw CModuleLoadError(std::string("cannot find the discrete module ") + kLibraryName + " in " + searched +
-                         " (set DISCRETE_MODULE to its path)" + otherFailures);
+  throw CModuleLoadError(std::string("cannot find the discrete module ") + kLibraryName + " in " +
+                         searched + " (set DISCRETE_MODULE to its path)" + otherFailures);
 }
 
 CDiscreteModule::CDiscreteModule(const CModuleEntryPoints& entryPoints, std::string path)
     : CDiscreteModule(nullptr, entryPoints, std::move(path)) {}
 
-CDiscreteModule::CDiscreteModule(void* library, const CModuleEntryPoints& entryPoints, std::string path)
+CDiscreteModule::CDiscreteModule(void* library, const CModuleEntryPoints& entryPoints,
+                                 std::string path)
     : m_library(library), m_entryPoints(entryPoints), m_path(std::move(path)) {}
 
 CDiscreteModule::CDiscreteModule(CDiscreteModule&& other) noexcept

@@ -33,9 +33,9 @@ class CModuleLoadError : public std::runtime_error {
 // The module's exported functions that a host calls.
 struct CModuleEntryPoints {
   void (*getDiscreteVersion)(int*, int*, int*) = nullptr;  // writes major, minor, patch
-  int (*genDiscreteTask)(int, CLogFile*) = nullptr;         // next subtask id, 0 at the end
-  void (*postDiscreteTask)(int, bool) = nullptr;            // a solved subtask
-  void (*branchBoundStop)(int) = nullptr;                   // writes the incumbent into a task's result
+  int (*genDiscreteTask)(int, CLogFile*) = nullptr;        // next subtask id, 0 at the end
+  void (*postDiscreteTask)(int, bool) = nullptr;           // a solved subtask
+  void (*branchBoundStop)(int) = nullptr;  // writes the incumbent into a task's result
 };
 
 struct CModuleVersion {
@@ -60,14 +60,18 @@ class CDiscreteModule {
 
   const std::string& Path() const { return m_path; }  // file the functions come from
   CModuleVersion Version() const;
-  int GenDiscreteTask(int taskId, CLogFile* log) const { return m_entryPoints.genDiscreteTask(taskId, log); }
-  void PostDiscreteTask(int taskId, bool correction) const { m_entryPoints.postDiscreteTask(taskId, correction); }
+  int GenDiscreteTask(int taskId, CLogFile* log) const {
+    return m_entryPoints.genDiscreteTask(taskId, log);
+  }
+  void PostDiscreteTask(int taskId, bool correction) const {
+    m_entryPoints.postDiscreteTask(taskId, correction);
+  }
   void BranchBoundStop(int taskId) const { m_entryPoints.branchBoundStop(taskId); }
 
  private:
   CDiscreteModule(void* library, const CModuleEntryPoints& entryPoints, std::string path);
 
-  void* m_library = nullptr;          // dlopen handle; null for given functions or after a move
-  CModuleEntryPoints m_entryPoints;   // all set
-  std::string m_path;                 // where the module was loaded from
+  void* m_library = nullptr;         // dlopen handle; null for given functions or after a move
+  CModuleEntryPoints m_entryPoints;  // all set
+  std::string m_path;                // where the module was loaded from
 };

@@ -1,13 +1,16 @@
 #include "search/NodeMirror.h"
+
 #include "solver/Design.h"
 
-CNodeMirror::CNodeMirror(bool minimize, double tolerance) : m_minimize(minimize), m_tolerance(tolerance) {}
+CNodeMirror::CNodeMirror(bool minimize, double tolerance)
+    : m_minimize(minimize), m_tolerance(tolerance) {}
 
-ENodeOutcome CNodeMirror::NodeSolved(int taskId, bool converged, double objective, double maxConstraint,
-                                     bool discreteFeasible) {
+ENodeOutcome CNodeMirror::NodeSolved(int taskId, bool converged, double objective,
+                                     double maxConstraint, bool discreteFeasible) {
   if (!converged) return ENodeOutcome::NotConverged;
   if (!IsFeasible(maxConstraint, m_tolerance)) return ENodeOutcome::Infeasible;
-  if (HasIncumbent() && IsBetter(m_incumbentObjective, objective)) return ENodeOutcome::WorseThanIncumbent;
+  if (HasIncumbent() && IsBetter(m_incumbentObjective, objective))
+    return ENodeOutcome::WorseThanIncumbent;
   if (!discreteFeasible) {
     m_childrenOfOpenNode[taskId] = 0;
     return ENodeOutcome::ToBranch;

@@ -24,25 +24,29 @@ class CNodeMirror {
 
   // Classifies a solved node and updates the incumbent, by the module's rule:
   // not converged when none of its local searches did (the module closes it);
-  // infeasible when not IsFeasible(maxConstraint, tolerance) (Design.h); worse when an incumbent exists
-  // and the objective is strictly worse; the flag the module wrote into the
-  // node's result decides between an acceptable discrete design and an open
-  // node. A discrete design replaces the incumbent only when strictly better.
-  ENodeOutcome NodeSolved(int taskId, bool converged, double objective, double maxConstraint, bool discreteFeasible);
+  // infeasible when not IsFeasible(maxConstraint, tolerance) (Design.h); worse when an incumbent
+  // exists and the objective is strictly worse; the flag the module wrote into the node's result
+  // decides between an acceptable discrete design and an open node. A discrete design replaces the
+  // incumbent only when strictly better.
+  ENodeOutcome NodeSolved(int taskId, bool converged, double objective, double maxConstraint,
+                          bool discreteFeasible);
   // The module handed out a child of the node of `parentTask`.
   void ChildGenerated(int parentTask);
 
   int OpenNodes() const { return static_cast<int>(m_childrenOfOpenNode.size()); }
   bool HasIncumbent() const { return m_incumbentTask != 0; }
   double IncumbentObjective() const { return m_incumbentObjective; }  // valid with HasIncumbent()
-  int IncumbentTask() const { return m_incumbentTask; }              // 0 without an incumbent
+  int IncumbentTask() const { return m_incumbentTask; }               // 0 without an incumbent
 
  private:
-  bool IsBetter(double objective, double than) const { return m_minimize ? objective < than : objective > than; }
+  bool IsBetter(double objective, double than) const {
+    return m_minimize ? objective < than : objective > than;
+  }
 
-  bool m_minimize;                         // sense of the objective
-  double m_tolerance;                      // constraint tolerance
-  std::map<int, int> m_childrenOfOpenNode; // task of each open node -> children handed out (0 or 1)
-  int m_incumbentTask = 0;                 // task of the best discrete design; 0 for none
-  double m_incumbentObjective = 0.0;       // its objective
+  bool m_minimize;     // sense of the objective
+  double m_tolerance;  // constraint tolerance
+  std::map<int, int>
+      m_childrenOfOpenNode;           // task of each open node -> children handed out (0 or 1)
+  int m_incumbentTask = 0;            // task of the best discrete design; 0 for none
+  double m_incumbentObjective = 0.0;  // its objective
 };

@@ -3,11 +3,12 @@
 #include <fmt/format.h>
 
 std::string ProgressText(const CNodeSummary& summary) {
-  const std::string incumbent = summary.hasIncumbent
-                                    ? fmt::format("{:.10g} (task {})", summary.incumbentObjective, summary.incumbentTask)
-                                    : "none yet";
-  return fmt::format("nodes {}  open {}  incumbent {}  elapsed {:.1f} s", summary.node, summary.openNodes, incumbent,
-                     summary.elapsedSeconds);
+  const std::string incumbent =
+      summary.hasIncumbent
+          ? fmt::format("{:.10g} (task {})", summary.incumbentObjective, summary.incumbentTask)
+          : "none yet";
+  return fmt::format("nodes {}  open {}  incumbent {}  elapsed {:.1f} s", summary.node,
+                     summary.openNodes, incumbent, summary.elapsedSeconds);
 }
 
 void CProgressLine::OnNode(const CNodeSummary& summary) {

@@ -21,9 +21,9 @@ class CProgressLine : public CSearchObserver {
   void OnEnd(const CSearchOutcome& outcome) override;
 
  private:
-  FILE* m_terminal;  // where the line is drawn; not owned
+  FILE* m_terminal;                                   // where the line is drawn; not owned
   std::chrono::steady_clock::time_point m_lastDrawn;  // when the line was last drawn
-  bool m_drawn = false;  // the line is on the screen
+  bool m_drawn = false;                               // the line is on the screen
 };
 
 // The text of the line for a summary (without control characters).

@@ -3,8 +3,8 @@
 #include <fmt/format.h>
 
 #include "Records.h"
-#include "tasks/TaskProblem.h"
 #include "Timing.h"
+#include "tasks/TaskProblem.h"
 
 namespace {
 

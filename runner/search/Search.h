@@ -28,9 +28,9 @@
 #include <functional>
 #include <stdexcept>
 
+#include "problem/Problem.h"
 #include "search/DiscreteModule.h"
 #include "search/NodeMirror.h"
-#include "problem/Problem.h"
 #include "search/SearchObserver.h"
 #include "tasks/TaskSolver.h"
 
@@ -50,8 +50,8 @@ using FSolveTask = std::function<CTaskSolution(int, std::chrono::steady_clock::t
 class CBranchAndBoundSearch {
  public:
   // All arguments must outlive the search; `log` goes to the module.
-  CBranchAndBoundSearch(const CDiscreteModule& module, FSolveTask solveTask, CSearchObserver& observer,
-                        const CSearchLimits& limits, CLogFile* log);
+  CBranchAndBoundSearch(const CDiscreteModule& module, FSolveTask solveTask,
+                        CSearchObserver& observer, const CSearchLimits& limits, CLogFile* log);
 
   // Runs the whole search for the task. The database must be open.
   CSearchOutcome Run(int searchTaskId);
@@ -70,13 +70,13 @@ class CBranchAndBoundSearch {
   template <class FCall>
   auto CallModule(const std::string& doing, FCall call) const;
 
-  const CDiscreteModule& m_module;      // not owned
-  FSolveTask m_solveTask;               // solves a task
-  CSearchObserver& m_observer;          // not owned
-  CSearchLimits m_limits;               // when to stop early
-  CLogFile* m_log;                      // handed to the module; not owned
-  CSearchOutcome m_outcome;             // filled as the search goes
-  CTaskSolution m_searchSolution;       // the search task's continuous solution
-  CNodeMirror m_mirror{true, 0.0};      // open nodes and incumbent, rebuilt by Run()
+  const CDiscreteModule& m_module;                  // not owned
+  FSolveTask m_solveTask;                           // solves a task
+  CSearchObserver& m_observer;                      // not owned
+  CSearchLimits m_limits;                           // when to stop early
+  CLogFile* m_log;                                  // handed to the module; not owned
+  CSearchOutcome m_outcome;                         // filled as the search goes
+  CTaskSolution m_searchSolution;                   // the search task's continuous solution
+  CNodeMirror m_mirror{true, 0.0};                  // open nodes and incumbent, rebuilt by Run()
   std::chrono::steady_clock::time_point m_started;  // when Run() began
 };

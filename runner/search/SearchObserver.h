@@ -34,30 +34,31 @@ enum class ESearchEnd {
 };
 
 struct CNodeSummary {
-  int node = 0;               // subtasks solved so far, this one included; 0 for the search task itself
-  int taskId = 0;             // the node's task
-  int parentTaskId = 0;       // the task it was derived from; 0 for the search task
-  double objective = 0.0;     // its best objective
-  double maxConstraint = 0.0; // its largest scaled constraint violation
+  int node = 0;          // subtasks solved so far, this one included; 0 for the search task itself
+  int taskId = 0;        // the node's task
+  int parentTaskId = 0;  // the task it was derived from; 0 for the search task
+  double objective = 0.0;                         // its best objective
+  double maxConstraint = 0.0;                     // its largest scaled constraint violation
   ENodeOutcome outcome = ENodeOutcome::ToBranch;  // its classification
-  bool isNewIncumbent = false;   // it became the best discrete design so far
-  bool hasIncumbent = false;     // some discrete design has been found
-  double incumbentObjective = 0.0;  // objective of the best discrete design so far; valid with hasIncumbent
-  int incumbentTask = 0;         // its task; 0 without one
-  int openNodes = 0;             // nodes waiting to be branched, as the program counts them (NodeMirror.h)
-  double elapsedSeconds = 0.0;   // since the search began (the search task's solve included)
-  int analyses = 0;              // analyses of the whole process so far
+  bool isNewIncumbent = false;                    // it became the best discrete design so far
+  bool hasIncumbent = false;                      // some discrete design has been found
+  double incumbentObjective =
+      0.0;                // objective of the best discrete design so far; valid with hasIncumbent
+  int incumbentTask = 0;  // its task; 0 without one
+  int openNodes = 0;      // nodes waiting to be branched, as the program counts them (NodeMirror.h)
+  double elapsedSeconds = 0.0;  // since the search began (the search task's solve included)
+  int analyses = 0;             // analyses of the whole process so far
 };
 
 struct CSearchOutcome {
   ESearchEnd end = ESearchEnd::Complete;  // why it ended
-  int searchTaskId = 0;        // the search task
-  int nodesSolved = 0;         // subtasks solved
-  int nodesNotConverged = 0;   // of them, those none of whose local searches converged
-  bool rootNotConverged = false;  // none of the search task's own local searches converged
-  int resultTask = 0;          // the task whose design is the result; 0 for none
-  bool discreteFeasible = false;  // that design is a feasible discrete design
-  double seconds = 0.0;        // wall time of the whole search
+  int searchTaskId = 0;                   // the search task
+  int nodesSolved = 0;                    // subtasks solved
+  int nodesNotConverged = 0;              // of them, those none of whose local searches converged
+  bool rootNotConverged = false;          // none of the search task's own local searches converged
+  int resultTask = 0;                     // the task whose design is the result; 0 for none
+  bool discreteFeasible = false;          // that design is a feasible discrete design
+  double seconds = 0.0;                   // wall time of the whole search
   double solverSeconds = 0.0;  // part of it spent solving tasks (optimiser and its database work)
 };
 

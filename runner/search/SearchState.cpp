@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "search/NodeMirror.h"
 #include "Records.h"
+#include "search/NodeMirror.h"
 #include "solver/SolveStatus.h"
 #include "tasks/TaskProblem.h"
 #include "tasks/TaskResult.h"

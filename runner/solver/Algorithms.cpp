@@ -6,12 +6,14 @@
 
 const std::vector<CAlgorithm>& Algorithms() {
   static const std::vector<CAlgorithm> algorithms{
-      {"slsqp", "sequential quadratic programming (gradients)", true, "cobyla", ESolverFamily::Nlopt,
-       NLOPT_LD_SLSQP},
-      {"cobyla", "linear approximations, no gradients", false, "slsqp", ESolverFamily::Nlopt, NLOPT_LN_COBYLA},
+      {"slsqp", "sequential quadratic programming (gradients)", true, "cobyla",
+       ESolverFamily::Nlopt, NLOPT_LD_SLSQP},
+      {"cobyla", "linear approximations, no gradients", false, "slsqp", ESolverFamily::Nlopt,
+       NLOPT_LN_COBYLA},
       {"auglag", "augmented Lagrangian around limited-memory BFGS (gradients)", true, "slsqp",
        ESolverFamily::Nlopt, NLOPT_AUGLAG},
-      {"ipopt", "interior point with a limited-memory Hessian (gradients)", true, "slsqp", ESolverFamily::Ipopt, -1},
+      {"ipopt", "interior point with a limited-memory Hessian (gradients)", true, "slsqp",
+       ESolverFamily::Ipopt, -1},
   };
   return algorithms;
 }

@@ -15,21 +15,25 @@
 #include <vector>
 
 struct CEvaluatedDesign {
-  std::vector<double> values;       // design-variable values, within their bounds
-  double objective = std::numeric_limits<double>::quiet_NaN();  // in the user's units and sense; NaN before evaluation
+  std::vector<double> values;  // design-variable values, within their bounds
+  double objective = std::numeric_limits<double>::quiet_NaN();  // in the user's units and sense;
+                                                                // NaN before evaluation
   std::vector<double> constraints;  // scaled constraint values (see above)
-  double maxConstraint = std::numeric_limits<double>::infinity();  // largest scaled violation; +inf before evaluation
+  double maxConstraint =
+      std::numeric_limits<double>::infinity();  // largest scaled violation; +inf before evaluation
   int analysis = 0;  // which analysis of its optimisation evaluated it, from 1; 0 before evaluation
 };
 
 // The maximum constraint value of scaled constraint values; `isEquality` has
 // one flag per constraint. NaN counts as an infinite violation.
-inline double MaxConstraint(const std::vector<double>& constraints, const std::vector<bool>& isEquality) {
+inline double MaxConstraint(const std::vector<double>& constraints,
+                            const std::vector<bool>& isEquality) {
   if (constraints.empty()) return 0.0;
   double largest = -std::numeric_limits<double>::infinity();
   for (size_t i = 0; i < constraints.size(); ++i) {
     const double value = isEquality[i] ? std::fabs(constraints[i]) : constraints[i];
-    largest = std::isnan(value) ? std::numeric_limits<double>::infinity() : std::max(largest, value);
+    largest =
+        std::isnan(value) ? std::numeric_limits<double>::infinity() : std::max(largest, value);
   }
   return largest;
 }
@@ -39,19 +43,22 @@ inline double MaxConstraint(const std::vector<double>& constraints, const std::v
 // not be evaluated) is never feasible. The one feasibility rule of the
 // program: the solver, the task results, the search mirror and the reports
 // all ask it.
-inline bool IsFeasible(double maxConstraint, double tolerance) { return maxConstraint <= tolerance; }
+inline bool IsFeasible(double maxConstraint, double tolerance) {
+  return maxConstraint <= tolerance;
+}
 
 // Whether `candidate` is better than `incumbent`: a feasible design beats an
 // infeasible one; of two feasible designs the one with the better objective
 // wins; of two infeasible ones the less infeasible. Ties keep the incumbent,
 // and a design with a NaN objective is never better.
-inline bool IsBetterDesign(const CEvaluatedDesign& candidate, const CEvaluatedDesign& incumbent, bool minimize,
-                           double tolerance) {
+inline bool IsBetterDesign(const CEvaluatedDesign& candidate, const CEvaluatedDesign& incumbent,
+                           bool minimize, double tolerance) {
   if (std::isnan(candidate.objective)) return false;
   if (std::isnan(incumbent.objective)) return true;
   const bool candidateFeasible = IsFeasible(candidate.maxConstraint, tolerance);
   const bool incumbentFeasible = IsFeasible(incumbent.maxConstraint, tolerance);
   if (candidateFeasible != incumbentFeasible) return candidateFeasible;
   if (!candidateFeasible) return candidate.maxConstraint < incumbent.maxConstraint;
-  return minimize ? candidate.objective < incumbent.objective : candidate.objective > incumbent.objective;
+  return minimize ? candidate.objective < incumbent.objective
+                  : candidate.objective > incumbent.objective;
 }

@@ -2,7 +2,6 @@
 
 #include <IpIpoptApplication.hpp>
 #include <IpTNLP.hpp>
-
 #include <algorithm>
 #include <cmath>
 #include <exception>
@@ -19,7 +18,8 @@ using Ipopt::Number;
 // failure, the next iteration stops Ipopt, and the caller rethrows it.
 class CIpoptProblem : public Ipopt::TNLP {
  public:
-  CIpoptProblem(CLocalModel& model, std::vector<double>& freeValues) : m_model(model), m_values(freeValues) {}
+  CIpoptProblem(CLocalModel& model, std::vector<double>& freeValues)
+      : m_model(model), m_values(freeValues) {}
 
   std::exception_ptr Failure() const { return m_failure; }
   bool StoppedAtDeadline() const { return m_stoppedAtDeadline; }
@@ -47,7 +47,8 @@ class CIpoptProblem : public Ipopt::TNLP {
     return true;
   }
 
-  bool get_starting_point(Index n, bool, Number* x, bool, Number*, Number*, Index, bool, Number*) override {
+  bool get_starting_point(Index n, bool, Number* x, bool, Number*, Number*, Index, bool,
+                          Number*) override {
     std::copy_n(m_values.begin(), n, x);
     return true;
   }
@@ -75,18 +76,21 @@ class CIpoptProblem : public Ipopt::TNLP {
       }
       return true;
     }
-    return Guarded([&] { std::copy_n(m_model.JacobianAt(x).begin() + n, static_cast<size_t>(n) * m, values); });
+    return Guarded([&] {
+      std::copy_n(m_model.JacobianAt(x).begin() + n, static_cast<size_t>(n) * m, values);
+    });
   }
 
-  bool intermediate_callback(Ipopt::AlgorithmMode, Index, Number, Number, Number, Number, Number, Number, Number,
-                             Number, Index, const Ipopt::IpoptData*, Ipopt::IpoptCalculatedQuantities*) override {
+  bool intermediate_callback(Ipopt::AlgorithmMode, Index, Number, Number, Number, Number, Number,
+                             Number, Number, Number, Index, const Ipopt::IpoptData*,
+                             Ipopt::IpoptCalculatedQuantities*) override {
     if (m_model.DeadlinePassed()) m_stoppedAtDeadline = true;
     return !m_stoppedAtDeadline && !m_failure;
   }
 
-  void finalize_solution(Ipopt::SolverReturn, Index n, const Number* x, const Number*, const Number*, Index,
-                         const Number*, const Number*, Number, const Ipopt::IpoptData*,
-                         Ipopt::IpoptCalculatedQuantities*) override {
+  void finalize_solution(Ipopt::SolverReturn, Index n, const Number* x, const Number*,
+                         const Number*, Index, const Number*, const Number*, Number,
+                         const Ipopt::IpoptData*, Ipopt::IpoptCalculatedQuantities*) override {
     std::copy_n(x, n, m_values.begin());
   }
 
@@ -107,7 +111,7 @@ class CIpoptProblem : public Ipopt::TNLP {
     }
   }
 
-  CLocalModel& m_model;         // not owned
+  CLocalModel& m_model;           // not owned
   std::vector<double>& m_values;  // the start, then the final point; not owned
   std::exception_ptr m_failure;   // of an evaluation
   bool m_stoppedAtDeadline = false;
@@ -117,35 +121,54 @@ ESolveStatus StatusOf(Ipopt::ApplicationReturnStatus status, bool stoppedAtDeadl
   switch (status) {
     case Ipopt::Solve_Succeeded:
     case Ipopt::Solved_To_Acceptable_Level:
-    case Ipopt::Infeasible_Problem_Detected: return ESolveStatus::Converged;
-    case Ipopt::Maximum_Iterations_Exceeded: return ESolveStatus::EvaluationLimit;
-    case Ipopt::Maximum_CpuTime_Exceeded: return ESolveStatus::TimeLimit;
-    case Ipopt::Search_Direction_Becomes_Too_Small: return ESolveStatus::RoundOff;
-    case Ipopt::Invalid_Number_Detected: return ESolveStatus::NonFinite;
-    default: return stoppedAtDeadline ? ESolveStatus::TimeLimit : ESolveStatus::Failed;
+    case Ipopt::Infeasible_Problem_Detected:
+      return ESolveStatus::Converged;
+    case Ipopt::Maximum_Iterations_Exceeded:
+      return ESolveStatus::EvaluationLimit;
+    case Ipopt::Maximum_CpuTime_Exceeded:
+      return ESolveStatus::TimeLimit;
+    case Ipopt::Search_Direction_Becomes_Too_Small:
+      return ESolveStatus::RoundOff;
+    case Ipopt::Invalid_Number_Detected:
+      return ESolveStatus::NonFinite;
+    default:
+      return stoppedAtDeadline ? ESolveStatus::TimeLimit : ESolveStatus::Failed;
   }
 }
 
 const char* Describe(Ipopt::ApplicationReturnStatus status) {
   switch (status) {
-    case Ipopt::Solve_Succeeded: return "Solve_Succeeded";
-    case Ipopt::Solved_To_Acceptable_Level: return "Solved_To_Acceptable_Level";
-    case Ipopt::Infeasible_Problem_Detected: return "Infeasible_Problem_Detected";
-    case Ipopt::Search_Direction_Becomes_Too_Small: return "Search_Direction_Becomes_Too_Small";
-    case Ipopt::Diverging_Iterates: return "Diverging_Iterates";
-    case Ipopt::User_Requested_Stop: return "User_Requested_Stop";
-    case Ipopt::Maximum_Iterations_Exceeded: return "Maximum_Iterations_Exceeded";
-    case Ipopt::Restoration_Failed: return "Restoration_Failed";
-    case Ipopt::Error_In_Step_Computation: return "Error_In_Step_Computation";
-    case Ipopt::Maximum_CpuTime_Exceeded: return "Maximum_CpuTime_Exceeded";
-    case Ipopt::Invalid_Number_Detected: return "Invalid_Number_Detected";
-    default: return "Ipopt error";
+    case Ipopt::Solve_Succeeded:
+      return "Solve_Succeeded";
+    case Ipopt::Solved_To_Acceptable_Level:
+      return "Solved_To_Acceptable_Level";
+    case Ipopt::Infeasible_Problem_Detected:
+      return "Infeasible_Problem_Detected";
+    case Ipopt::Search_Direction_Becomes_Too_Small:
+      return "Search_Direction_Becomes_Too_Small";
+    case Ipopt::Diverging_Iterates:
+      return "Diverging_Iterates";
+    case Ipopt::User_Requested_Stop:
+      return "User_Requested_Stop";
+    case Ipopt::Maximum_Iterations_Exceeded:
+      return "Maximum_Iterations_Exceeded";
+    case Ipopt::Restoration_Failed:
+      return "Restoration_Failed";
+    case Ipopt::Error_In_Step_Computation:
+      return "Error_In_Step_Computation";
+    case Ipopt::Maximum_CpuTime_Exceeded:
+      return "Maximum_CpuTime_Exceeded";
+    case Ipopt::Invalid_Number_Detected:
+      return "Invalid_Number_Detected";
+    default:
+      return "Ipopt error";
   }
 }
 
 }  // namespace
 
-CBackendEnd SearchWithIpopt(CLocalModel& model, std::vector<double>& freeValues, const COptimizerSettings& settings) {
+CBackendEnd SearchWithIpopt(CLocalModel& model, std::vector<double>& freeValues,
+                            const COptimizerSettings& settings) {
   Ipopt::SmartPtr<Ipopt::IpoptApplication> application = IpoptApplicationFactory();
   Ipopt::OptionsList& options = *application->Options();
   options.SetIntegerValue("print_level", 0);
@@ -158,7 +181,8 @@ CBackendEnd SearchWithIpopt(CLocalModel& model, std::vector<double>& freeValues,
   for (size_t k = 0; k < model.ConstraintCount(); ++k) {
     constraintTolerance = std::min(constraintTolerance, model.ConstraintTolerance(k));
   }
-  if (std::isfinite(constraintTolerance)) options.SetNumericValue("constr_viol_tol", constraintTolerance);
+  if (std::isfinite(constraintTolerance))
+    options.SetNumericValue("constr_viol_tol", constraintTolerance);
   options.SetIntegerValue("max_iter", settings.maxEvaluations);
   if (settings.maxSeconds > 0) options.SetNumericValue("max_cpu_time", settings.maxSeconds);
 
@@ -168,7 +192,8 @@ CBackendEnd SearchWithIpopt(CLocalModel& model, std::vector<double>& freeValues,
     return end;
   }
   Ipopt::SmartPtr<CIpoptProblem> problem = new CIpoptProblem(model, freeValues);
-  const Ipopt::ApplicationReturnStatus status = application->OptimizeTNLP(Ipopt::SmartPtr<Ipopt::TNLP>(problem));
+  const Ipopt::ApplicationReturnStatus status =
+      application->OptimizeTNLP(Ipopt::SmartPtr<Ipopt::TNLP>(problem));
   if (problem->Failure()) std::rethrow_exception(problem->Failure());
   end.status = StatusOf(status, problem->StoppedAtDeadline());
   end.code = static_cast<int>(status);

@@ -26,4 +26,5 @@
 
 // Searches from `freeValues`, which it leaves at Ipopt's final point.
 // Rethrows an exception of the model's evaluation once Ipopt has returned.
-CBackendEnd SearchWithIpopt(CLocalModel& model, std::vector<double>& freeValues, const COptimizerSettings& settings);
+CBackendEnd SearchWithIpopt(CLocalModel& model, std::vector<double>& freeValues,
+                            const COptimizerSettings& settings);

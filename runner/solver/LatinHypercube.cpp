@@ -12,7 +12,8 @@ std::vector<std::vector<double>> LatinHypercube(int n, const std::vector<double>
   std::vector<int> strata(n);
   for (size_t variable = 0; variable < lower.size(); ++variable) {
     for (int k = 0; k < n; ++k) strata[k] = k;
-    for (int k = n - 1; k > 0; --k) {  // Fisher-Yates shuffle (Knuth, TAOCP vol. 2, 3.4.2, algorithm P)
+    for (int k = n - 1; k > 0;
+         --k) {  // Fisher-Yates shuffle (Knuth, TAOCP vol. 2, 3.4.2, algorithm P)
       std::swap(strata[k], strata[generator() % static_cast<uint32_t>(k + 1)]);
     }
     const double width = upper[variable] - lower[variable];

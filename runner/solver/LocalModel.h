@@ -36,6 +36,6 @@ class CLocalModel {
 // How a backend's search ended.
 struct CBackendEnd {
   ESolveStatus status = ESolveStatus::Failed;
-  int code = 0;          // the backend's own return code
-  std::string text;      // that code in words
+  int code = 0;      // the backend's own return code
+  std::string text;  // that code in words
 };

@@ -105,7 +105,9 @@ class CLocalSearch : public CLocalModel {
     EnsureJacobian();
     return m_jacobian;
   }
-  bool DeadlinePassed() const override { return std::chrono::steady_clock::now() >= m_problem.deadline; }
+  bool DeadlinePassed() const override {
+    return std::chrono::steady_clock::now() >= m_problem.deadline;
+  }
 
   CLocalRun Run(const std::vector<double>& start, int startIndex) {
     CLocalRun run;
@@ -146,8 +148,9 @@ class CLocalSearch : public CLocalModel {
     }
     const nlopt_result result = RunNlopt(MakeOptimizer(), freeValues);
     SetStatus(result, "");
-    if (!AlgorithmNamed(m_settings.algorithm).usesGradients || IsFeasible(m_run->best.maxConstraint, m_problem.tolerance) ||
-        m_constraintCount == 0 || m_timedOut)
+    if (!AlgorithmNamed(m_settings.algorithm).usesGradients ||
+        IsFeasible(m_run->best.maxConstraint, m_problem.tolerance) || m_constraintCount == 0 ||
+        m_timedOut)
       return;
     // Restoration: from the run's best design, minimise the constraint
     // violation within the bounds alone, then search once more from there.

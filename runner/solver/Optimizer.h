@@ -46,11 +46,12 @@ struct CContinuousProblem {
   std::vector<double> lower;             // lower bound of each variable
   std::vector<double> upper;             // upper bound of each variable; >= lower
   std::vector<double> typicalMagnitude;  // of each variable, > 0; sets finite-difference steps
-  std::vector<double> relativeStep;      // finite-difference step of each variable; 0 for the settings' step
-  std::vector<bool> isEquality;          // one flag per constraint
-  bool minimize = true;                  // sense of the objective
-  double objectiveScale = 1.0;           // the local search works on objective / scale; > 0
-  double tolerance = 1e-6;               // largest maximum constraint value still feasible
+  std::vector<double>
+      relativeStep;  // finite-difference step of each variable; 0 for the settings' step
+  std::vector<bool> isEquality;  // one flag per constraint
+  bool minimize = true;          // sense of the objective
+  double objectiveScale = 1.0;   // the local search works on objective / scale; > 0
+  double tolerance = 1e-6;       // largest maximum constraint value still feasible
   // Evaluates a design: (design, objective, scaled constraint values).
   std::function<void(const double*, double*, double*)> evaluate;
   // No local search goes on past this moment: it is checked before every
@@ -60,14 +61,16 @@ struct CContinuousProblem {
 
 // One local search.
 struct CLocalRun {
-  int startIndex = 0;          // which start point it began from
-  CEvaluatedDesign start;      // the start point, clamped into the bounds, evaluated
-  std::vector<CEvaluatedDesign> improvements;  // designs that improved on the run's best, in order; bounded
-  CEvaluatedDesign best;       // the run's best design (the start when nothing improved on it)
-  ESolveStatus status = ESolveStatus::Converged;  // how it ended; converged when no search was needed
-  int code = 0;                // the optimiser's own result code; 0 when no search was needed (no free variable)
-  std::string statusText;      // the optimiser's code in words
-  int analyses = 0;            // analyses of this run, finite differences included
+  int startIndex = 0;      // which start point it began from
+  CEvaluatedDesign start;  // the start point, clamped into the bounds, evaluated
+  std::vector<CEvaluatedDesign>
+      improvements;       // designs that improved on the run's best, in order; bounded
+  CEvaluatedDesign best;  // the run's best design (the start when nothing improved on it)
+  ESolveStatus status =
+      ESolveStatus::Converged;  // how it ended; converged when no search was needed
+  int code = 0;  // the optimiser's own result code; 0 when no search was needed (no free variable)
+  std::string statusText;  // the optimiser's code in words
+  int analyses = 0;        // analyses of this run, finite differences included
 };
 
 struct COptimizationResult {
@@ -82,11 +85,13 @@ struct COptimizationResult {
 };
 
 // Evaluates one design of the problem (its values must lie within the bounds).
-CEvaluatedDesign EvaluateDesign(const CContinuousProblem& problem, const std::vector<double>& values);
+CEvaluatedDesign EvaluateDesign(const CContinuousProblem& problem,
+                                const std::vector<double>& values);
 
 // Runs one local search from each start point (at least one; each holds one
 // value per variable) and returns them all. `maxImprovements` bounds the
 // improvements kept per run: beyond it, the last kept one is replaced, so the
 // run's final best is always the last entry.
-COptimizationResult Optimize(const CContinuousProblem& problem, const std::vector<std::vector<double>>& startPoints,
+COptimizationResult Optimize(const CContinuousProblem& problem,
+                             const std::vector<std::vector<double>>& startPoints,
                              const COptimizerSettings& settings, int maxImprovements);

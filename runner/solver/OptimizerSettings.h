@@ -18,13 +18,15 @@ enum class EGradientKind {
 // Settings of the continuous optimiser.
 struct COptimizerSettings {
   std::string algorithm = Algorithms().front().name;  // one of Algorithms(); the first by default
-  EGradientKind gradient = EGradientKind::Central;  // finite-difference scheme
-  double relativeStep = 0.0;   // finite-difference step relative to the variable's magnitude; 0: by scheme
-  int maxEvaluations = 2000;   // analyses per local run (finite differences excluded); > 0
-  double xTolerance = 1e-10;   // relative change of the design that ends a run; >= 0
-  double fTolerance = 1e-12;   // relative change of the objective that ends a run; >= 0
-  double maxSeconds = 0.0;     // wall seconds per local run; 0 for no limit
-  int retries = 3;             // other start points for a task whose local searches did not converge; 0: no retry
-  int rootStarts = 4;          // start points of the search task's own continuous problem; >= 1
-  int suspiciousStarts = 0;    // further start points for a subtask whose result looks suspicious
+  EGradientKind gradient = EGradientKind::Central;    // finite-difference scheme
+  double relativeStep =
+      0.0;  // finite-difference step relative to the variable's magnitude; 0: by scheme
+  int maxEvaluations = 2000;  // analyses per local run (finite differences excluded); > 0
+  double xTolerance = 1e-10;  // relative change of the design that ends a run; >= 0
+  double fTolerance = 1e-12;  // relative change of the objective that ends a run; >= 0
+  double maxSeconds = 0.0;    // wall seconds per local run; 0 for no limit
+  int retries =
+      3;  // other start points for a task whose local searches did not converge; 0: no retry
+  int rootStarts = 4;        // start points of the search task's own continuous problem; >= 1
+  int suspiciousStarts = 0;  // further start points for a subtask whose result looks suspicious
 };

@@ -24,10 +24,10 @@
 #include <string>
 #include <vector>
 
-#include "solver/AllowedValues.h"
 #include "expressions/ExpressionModel.h"
-#include "solver/Optimizer.h"
 #include "problem/Problem.h"
+#include "solver/AllowedValues.h"
+#include "solver/Optimizer.h"
 
 // A task whose records are missing or do not fit together.
 class CTaskDataError : public std::runtime_error {
@@ -36,32 +36,32 @@ class CTaskDataError : public std::runtime_error {
 };
 
 struct CTaskProblem {
-  int taskId = 0;                   // the task read
-  int moduleType = 0;               // 0 one start point, 1 several
-  bool minimize = true;             // sense of the objective
-  double tolerance = 0.0;           // constraint tolerance
-  std::vector<std::string> variableNames;  // one per design variable
-  std::vector<double> lower;        // lower bounds
-  std::vector<double> upper;        // upper bounds; >= lower
-  std::vector<double> typicalMagnitude;    // for finite differences; > 0
-  std::vector<double> relativeStep;        // per-variable finite-difference step; 0 default
-  CModelDefinition model;           // variables, equations, responses
-  std::vector<std::string> responseNames;  // one per response
-  int objectiveResponse = 0;        // response that is the objective
-  double objectiveScale = 1.0;      // > 0
-  std::vector<int> constraintResponses;    // response of each constraint
+  int taskId = 0;                                // the task read
+  int moduleType = 0;                            // 0 one start point, 1 several
+  bool minimize = true;                          // sense of the objective
+  double tolerance = 0.0;                        // constraint tolerance
+  std::vector<std::string> variableNames;        // one per design variable
+  std::vector<double> lower;                     // lower bounds
+  std::vector<double> upper;                     // upper bounds; >= lower
+  std::vector<double> typicalMagnitude;          // for finite differences; > 0
+  std::vector<double> relativeStep;              // per-variable finite-difference step; 0 default
+  CModelDefinition model;                        // variables, equations, responses
+  std::vector<std::string> responseNames;        // one per response
+  int objectiveResponse = 0;                     // response that is the objective
+  double objectiveScale = 1.0;                   // > 0
+  std::vector<int> constraintResponses;          // response of each constraint
   std::vector<EConstraintKind> constraintKinds;  // kind of each constraint
-  std::vector<double> constraintBounds;    // bound of each constraint
-  std::vector<double> constraintScales;    // scale of each constraint; > 0
-  COptimizerSettings optimizer;     // continuous optimiser settings
-  int startPointCount = 1;          // design points a module type 1 run starts from
-  int initMode = 0;                 // 0 the solver makes points 1.. ; 11 they are given
-  uint32_t seed = 1;                // seed of the Latin hypercube
-  std::vector<CAllowedValues> allowed;     // allowed values of each variable
-  int parentTaskId = 0;             // the task it was derived from; 0 for a search task or a plain task
-  bool parentSolved = false;        // the parent has a solution of its own (below)
-  double parentObjective = 0.0;     // the parent's best objective
-  bool parentFeasible = false;      // the parent's best design is feasible
+  std::vector<double> constraintBounds;          // bound of each constraint
+  std::vector<double> constraintScales;          // scale of each constraint; > 0
+  COptimizerSettings optimizer;                  // continuous optimiser settings
+  int startPointCount = 1;                       // design points a module type 1 run starts from
+  int initMode = 0;                     // 0 the solver makes points 1.. ; 11 they are given
+  uint32_t seed = 1;                    // seed of the Latin hypercube
+  std::vector<CAllowedValues> allowed;  // allowed values of each variable
+  int parentTaskId = 0;       // the task it was derived from; 0 for a search task or a plain task
+  bool parentSolved = false;  // the parent has a solution of its own (below)
+  double parentObjective = 0.0;  // the parent's best objective
+  bool parentFeasible = false;   // the parent's best design is feasible
 };
 
 // Reads the task's records. Throws CTaskDataError when a record is missing or

@@ -2,8 +2,8 @@
 
 #include <fmt/format.h>
 
-#include "tasks/RecordArrays.h"
 #include "Records.h"
+#include "tasks/RecordArrays.h"
 #include "tasks/TaskProblem.h"
 
 bool IsSolved(const CResult& result) { return result.m_nNumIters > 0; }
@@ -30,7 +30,8 @@ CTaskDesign ReadBestDesign(int taskId) {
   point.m_nTaskID = taskId;
   point.m_nPointID = iteration.m_nPointID;
   if (!point.GetObject()) {
-    throw CTaskDataError(fmt::format("task {}: its best design point {} is missing", taskId, long(iteration.m_nPointID)));
+    throw CTaskDataError(fmt::format("task {}: its best design point {} is missing", taskId,
+                                     long(iteration.m_nPointID)));
   }
   CTaskDesign design;
   design.taskId = taskId;

@@ -9,12 +9,13 @@
 class CResult;
 
 struct CTaskDesign {
-  int taskId = 0;                        // the task
-  std::vector<double> values;            // design-variable values
-  double objective = 0.0;                // CResult m_dBestObj
-  double maxConstraint = 0.0;            // CIter m_dMaxCon of the best iteration: the design's own
-  std::vector<double> responses;         // CResult m_vaBestRespValues: objective, then constraint left-hand sides
-  std::vector<double> scaledConstraints; // CResult m_vaBestConValues
+  int taskId = 0;              // the task
+  std::vector<double> values;  // design-variable values
+  double objective = 0.0;      // CResult m_dBestObj
+  double maxConstraint = 0.0;  // CIter m_dMaxCon of the best iteration: the design's own
+  std::vector<double>
+      responses;  // CResult m_vaBestRespValues: objective, then constraint left-hand sides
+  std::vector<double> scaledConstraints;  // CResult m_vaBestConValues
 };
 
 // Throws CTaskDataError (TaskProblem.h) when one of the records is missing or

@@ -10,14 +10,14 @@
 #include <memory>
 #include <stdexcept>
 
+#include "Records.h"
+#include "Timing.h"
 #include "solver/LatinHypercube.h"
 #include "solver/Optimizer.h"
-#include "tasks/RecordArrays.h"
-#include "Records.h"
 #include "solver/SolveAttempts.h"
+#include "tasks/RecordArrays.h"
 #include "tasks/RecordKinds.h"
 #include "tasks/TaskProblem.h"
-#include "Timing.h"
 
 namespace {
 
@@ -149,7 +149,8 @@ constexpr double kNotConvergedMaxConstraint = std::numeric_limits<double>::infin
 std::string StatusWords(const CTaskProblem& task, const COptimizationResult& result) {
   const ESolveStatus status = result.Status();
   if (!IsConverged(status)) return std::string("not converged: ") + Describe(status);
-  return IsFeasible(result.Best().maxConstraint, task.tolerance) ? "solved: feasible" : "solved: infeasible";
+  return IsFeasible(result.Best().maxConstraint, task.tolerance) ? "solved: feasible"
+                                                                 : "solved: infeasible";
 }
 
 struct CBestIteration {
@@ -307,7 +308,8 @@ CTaskSolution SolveTask(int taskId, std::chrono::steady_clock::time_point deadli
   solution.taskId = taskId;
   solution.best = result.Best();
   solution.status = result.Status();
-  solution.feasible = IsConverged(solution.status) && IsFeasible(solution.best.maxConstraint, task.tolerance);
+  solution.feasible =
+      IsConverged(solution.status) && IsFeasible(solution.best.maxConstraint, task.tolerance);
   solution.runs = static_cast<int>(result.runs.size());
   solution.analyses = result.analyses;
   solution.gradients = result.gradients;

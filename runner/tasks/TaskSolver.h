@@ -54,17 +54,17 @@
 #include "solver/SolveStatus.h"
 
 struct CTaskSolution {
-  int taskId = 0;           // the task solved
-  CEvaluatedDesign best;    // its best design
+  int taskId = 0;                                 // the task solved
+  CEvaluatedDesign best;                          // its best design
   ESolveStatus status = ESolveStatus::Converged;  // how its local searches ended
-  bool feasible = false;    // converged, and best.maxConstraint is within the task's tolerance
-  int runs = 0;             // local searches made
-  int analyses = 0;         // analyses, finite differences included
-  int gradients = 0;        // gradient estimates
-  double seconds = 0.0;     // wall time, database work included
+  bool feasible = false;  // converged, and best.maxConstraint is within the task's tolerance
+  int runs = 0;           // local searches made
+  int analyses = 0;       // analyses, finite differences included
+  int gradients = 0;      // gradient estimates
+  double seconds = 0.0;   // wall time, database work included
 };
 
 // No local search goes on past `deadline` (the end of the program's time
 // limit); a task stopped by it is not solved (ESolveStatus::TimeLimit).
-CTaskSolution SolveTask(int taskId,
-                        std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max());
+CTaskSolution SolveTask(int taskId, std::chrono::steady_clock::time_point deadline =
+                                        std::chrono::steady_clock::time_point::max());

@@ -6,8 +6,8 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "tasks/RecordArrays.h"
 #include "Records.h"
+#include "tasks/RecordArrays.h"
 #include "tasks/RecordKinds.h"
 
 const char* const kProgramSignature = "discrete 1.0.0";
@@ -51,11 +51,14 @@ void WriteTask(int taskId, const CProblem& problem, POD* database) {
   task.m_strUserName = user != nullptr ? user : "";
   task.m_strWorkDir = WorkDirectory();
   task.m_strObjectiveName = problem.objectiveName;
-  task.m_vIntOptions = {problem.optimizer.maxEvaluations, problem.startPoints, static_cast<long>(problem.seed),
-                        static_cast<long>(problem.optimizer.gradient), problem.optimizer.retries,
-                        problem.optimizer.rootStarts, problem.optimizer.suspiciousStarts};
-  task.m_vaRealOptions = ToValarray(std::vector<double>{problem.optimizer.xTolerance, problem.optimizer.fTolerance,
-                                                        problem.optimizer.maxSeconds, problem.optimizer.relativeStep});
+  task.m_vIntOptions = {
+      problem.optimizer.maxEvaluations,  problem.startPoints,
+      static_cast<long>(problem.seed),   static_cast<long>(problem.optimizer.gradient),
+      problem.optimizer.retries,         problem.optimizer.rootStarts,
+      problem.optimizer.suspiciousStarts};
+  task.m_vaRealOptions =
+      ToValarray(std::vector<double>{problem.optimizer.xTolerance, problem.optimizer.fTolerance,
+                                     problem.optimizer.maxSeconds, problem.optimizer.relativeStep});
   task.m_nTaskKind = Stored(ETaskKind::Search);
   task.SetCreateTime();
   task.PutObject();
@@ -77,8 +80,8 @@ void WriteVariables(int taskId, const CProblem& problem, POD* database) {
     reference.push_back(variable.reference);
     // Sets are numbered from 1 in declaration order; -1 marks an integer variable.
     variables.m_vSetID.push_back(variable.kind == EVariableKind::Integer ? -1
-                                 : variable.kind == EVariableKind::Set ? variable.setIndex + 1
-                                                                        : 0);
+                                 : variable.kind == EVariableKind::Set   ? variable.setIndex + 1
+                                                                         : 0);
     variables.m_vKind.push_back(static_cast<long>(variable.kind));
     variables.m_vSourceLine.push_back(variable.line);
     variables.m_vBoundsMoved.push_back(variable.boundsMoved ? 1 : 0);
@@ -203,7 +206,8 @@ void WriteStartPoint(int taskId, const CProblem& problem, POD* database) {
 std::vector<double> StartValues(const CProblem& problem) {
   std::vector<double> values;
   for (const CProblemVariable& variable : problem.variables) {
-    values.push_back(std::isnan(variable.start) ? 0.5 * (variable.lower + variable.upper) : variable.start);
+    values.push_back(std::isnan(variable.start) ? 0.5 * (variable.lower + variable.upper)
+                                                : variable.start);
   }
   return values;
 }

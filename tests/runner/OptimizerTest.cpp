@@ -82,7 +82,8 @@ TEST_P(EveryAlgorithm, ReportsHowItsSearchEnded) {
   nowhere.evaluate = [](const double*, double* objective, double* constraints) {
     *objective = constraints[0] = std::nan("");
   };
-  EXPECT_EQ(Optimize(nowhere, {{2.0, -1.0}}, Settings(GetParam()), 50).Status(), ESolveStatus::NonFinite);
+  EXPECT_EQ(Optimize(nowhere, {{2.0, -1.0}}, Settings(GetParam()), 50).Status(),
+            ESolveStatus::NonFinite);
 }
 
 std::vector<const char*> AlgorithmNamesForTests() {
