@@ -41,24 +41,21 @@ class CDVar : public pvPersistent {
   std::vector<pvINT32> m_vSetID;  // 0 continuous, -1 integer, k > 0 takes the values of CDSet id k
 
   std::vector<pvINT32> m_vKind;  // 0 continuous, 1 integer, 2 from a set (as the user declared it)
-  std::vector<pvINT32> m_vActive;          // host: 1 free, 0 held at its start value; 1
-  std::vector<pvINT32> m_vLinkIndex;       // host: CDLink entry that defines it; -1
-  std::vector<pvINT32> m_vSourceLine;      // line of the problem file that declares it; 0 unknown
-  std::vector<pvINT32> m_vBoundsMoved;     // 1 when its bounds were moved onto allowed values
-  std::vector<pvINT32> m_vBranchPriority;  // host: branching priority; 0
-  std::vector<pvINT32> m_vDisplayDigits;   // host: significant digits in reports; 0
-  std::vector<pvINT32> m_vGroup;           // host: index into m_vGroups of its group; -1
-  std::vector<pvINT32>
-      m_vScaleMode;  // host: 0 none, 1 divide by m_vaScale, 2 bounds onto [0, 1]; 0
-  std::vector<pvINT32> m_vReportOrder;  // host: position in reports; -1
-  std::vector<pvINT32> m_vFlags;        // host: free bit flags; 0
-  std::valarray<pvFLOAT64> m_vaStart;   // start value; NaN when none is given
-  std::valarray<pvFLOAT64>
-      m_vaGivenLower;  // lower bound as written, before moving onto allowed values
+  std::vector<pvINT32> m_vActive;           // host: 1 free, 0 held at its start value; 1
+  std::vector<pvINT32> m_vLinkIndex;        // host: CDLink entry that defines it; -1
+  std::vector<pvINT32> m_vSourceLine;       // line of the problem file that declares it; 0 unknown
+  std::vector<pvINT32> m_vBoundsMoved;      // 1 when its bounds were moved onto allowed values
+  std::vector<pvINT32> m_vBranchPriority;   // host: branching priority; 0
+  std::vector<pvINT32> m_vDisplayDigits;    // host: significant digits in reports; 0
+  std::vector<pvINT32> m_vGroup;            // host: index into m_vGroups of its group; -1
+  std::vector<pvINT32> m_vScaleMode;        // host: 0 none, 1 by m_vaScale, 2 onto [0, 1]; 0
+  std::vector<pvINT32> m_vReportOrder;      // host: position in reports; -1
+  std::vector<pvINT32> m_vFlags;            // host: free bit flags; 0
+  std::valarray<pvFLOAT64> m_vaStart;       // start value; NaN when none is given
+  std::valarray<pvFLOAT64> m_vaGivenLower;  // lower bound as written, before any move
   std::valarray<pvFLOAT64> m_vaGivenUpper;  // upper bound as written
-  std::valarray<pvFLOAT64> m_vaScale;  // typical magnitude for finite differences; 0 or 1 for none
-  std::valarray<pvFLOAT64>
-      m_vaFDStep;  // relative finite-difference step; 0: by the gradient scheme
+  std::valarray<pvFLOAT64> m_vaScale;   // typical magnitude for finite differences; 0 or 1 for none
+  std::valarray<pvFLOAT64> m_vaFDStep;  // relative finite-difference step; 0 by scheme
   std::valarray<pvFLOAT64> m_vaInitialStep;  // host: initial step of derivative-free algorithms; 0
   std::valarray<pvFLOAT64> m_vaXTolerance;   // host: absolute tolerance on the value; 0
   std::valarray<pvFLOAT64> m_vaResolution;   // host: smallest meaningful change, for reports; 0
@@ -68,13 +65,11 @@ class CDVar : public pvPersistent {
   std::vector<std::string> m_vDescriptions;  // what each variable is
   std::vector<std::string> m_vUnits;         // units of each variable
   std::vector<std::string> m_vGroups;        // host: names of variable groups; empty
-  std::vector<std::vector<pvINT32>>
-      m_vvRespUse;                               // host: per variable, responses that use it; empty
-  std::vector<std::vector<pvINT32>> m_vvEqnUse;  // host: per variable, equations that use it; empty
-  std::vector<std::vector<pvINT32>> m_vvLinkUse;  // host: per variable, links that use it; empty
-  std::vector<std::vector<pvINT32>>
-      m_vvConsUse;  // host: per variable, constraints that depend on it; empty
-  std::vector<std::vector<pvINT32>> m_vvTags;  // host: per variable, free integer tags; empty
+  std::vector<std::vector<pvINT32>> m_vvRespUse;  // host: responses that use it; empty
+  std::vector<std::vector<pvINT32>> m_vvEqnUse;   // host: equations that use it; empty
+  std::vector<std::vector<pvINT32>> m_vvLinkUse;  // host: links that use it; empty
+  std::vector<std::vector<pvINT32>> m_vvConsUse;  // host: constraints using it; empty
+  std::vector<std::vector<pvINT32>> m_vvTags;     // host: free integer tags; empty
 };
 
 // All discrete value sets of a task.
@@ -116,15 +111,13 @@ class CDResp : public pvPersistent {
   std::vector<pvINT32> m_vFlags;          // host: free bit flags; 0
   std::vector<pvINT32> m_vCostWeight;     // host: relative cost of one evaluation; 0
   std::vector<std::string> m_vNames;      // response names, unique within the task
-  std::vector<std::string> m_vExpressions;       // expression of each response
-  std::vector<std::string> m_vDescriptions;      // what each response is
-  std::vector<std::vector<pvINT32>> m_vvVarUse;  // host: per response, variables it uses; empty
-  std::vector<std::vector<pvINT32>> m_vvEqnUse;  // host: per response, equations it uses; empty
-  std::vector<std::vector<pvINT32>>
-      m_vvObjUse;  // host: per response, objectives built on it; empty
-  std::vector<std::vector<pvINT32>>
-      m_vvConsUse;                             // host: per response, constraints built on it; empty
-  std::vector<std::vector<pvINT32>> m_vvTags;  // host: per response, free integer tags; empty
+  std::vector<std::string> m_vExpressions;        // expression of each response
+  std::vector<std::string> m_vDescriptions;       // what each response is
+  std::vector<std::vector<pvINT32>> m_vvVarUse;   // host: variables it uses; empty
+  std::vector<std::vector<pvINT32>> m_vvEqnUse;   // host: equations it uses; empty
+  std::vector<std::vector<pvINT32>> m_vvObjUse;   // host: objectives using it; empty
+  std::vector<std::vector<pvINT32>> m_vvConsUse;  // host: constraints using it; empty
+  std::vector<std::vector<pvINT32>> m_vvTags;     // host: free integer tags; empty
 };
 
 // All objectives of a task (`discrete` writes one; the search optimises the

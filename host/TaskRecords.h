@@ -60,10 +60,9 @@ class CTask : public pvPersistent {
   // retries, root starts, suspicious starts] (written by TaskWriter.cpp).
   std::vector<pvINT32> m_vIntOptions;
   std::vector<pvINT32> m_vRunCodes;  // per solve of the task: the optimiser's code of its best run
-  std::valarray<pvFLOAT64>
-      m_vaRealOptions;  // optimiser settings: [x tolerance, f tolerance, seconds, fd step]
-  std::valarray<pvFLOAT64> m_vaRunTimes;  // per solve of the task: its wall seconds
-  pvFLOAT64 m_dCreateTime;                // creation time, seconds since the epoch
+  std::valarray<pvFLOAT64> m_vaRealOptions;  // optimiser: [x tol., f tol., seconds, fd step]
+  std::valarray<pvFLOAT64> m_vaRunTimes;     // per solve of the task: its wall seconds
+  pvFLOAT64 m_dCreateTime;                   // creation time, seconds since the epoch
   pvINT32 m_nTaskKind;  // 0 continuous task, 1 discrete search task, 2 solved subtask of a
                         // search (ETaskKind, runner/tasks/RecordKinds.h)
 };
@@ -139,8 +138,7 @@ class CDPoint : public pvPersistent {
   std::valarray<pvFLOAT64> m_vaValues;  // design-variable values
   // Data that stay valid when the values are moved (the module copies them
   // into the start points of subtasks):
-  std::valarray<pvFLOAT64>
-      m_vaData1;  // host: initial step of each variable for the optimiser; empty
+  std::valarray<pvFLOAT64> m_vaData1;  // host: initial step per variable; empty
   std::valarray<pvFLOAT64> m_vaData2;  // host: scale of each variable; empty
   std::valarray<pvFLOAT64> m_vaData3;  // host: free numeric annotations; empty
   // Evaluations of exactly these values:

@@ -84,8 +84,8 @@ class POD {
   std::unique_ptr<sqlite3, CConnectionCloser> m_connection;  // null once closed
   std::unique_ptr<CSqliteStatement> m_begin;   // BEGIN IMMEDIATE; null when opened read-only
   std::unique_ptr<CSqliteStatement> m_commit;  // COMMIT; null when opened read-only
-  std::unordered_map<std::string, std::unique_ptr<CRecordStatements>>
-      m_recordStatements;  // by record name
+  // Each record class's statements, by record name
+  std::unordered_map<std::string, std::unique_ptr<CRecordStatements>> m_recordStatements;
   std::unordered_map<std::string, std::unique_ptr<CSqliteStatement>> m_statements;  // by SQL text
   std::vector<unsigned char> m_encodeBuffer;  // see EncodeBuffer()
   int m_holdDepth =

@@ -34,10 +34,10 @@ class Parser;
 }
 
 struct CModelDefinition {
-  std::vector<std::string>
-      variableNames;  // names of the design variables, in design-variable order
-  std::vector<std::pair<std::string, std::string>>
-      equations;                       // (name, expression), in evaluation order
+  // Names of the design variables, in design-variable order
+  std::vector<std::string> variableNames;
+  // (name, expression), in evaluation order
+  std::vector<std::pair<std::string, std::string>> equations;
   std::vector<std::string> responses;  // response expressions, in response order
 };
 
@@ -96,8 +96,8 @@ class CExpressionModel {
 
  private:
   std::vector<double> m_variableValues;  // current design; fixed size, parsers point into it
-  std::vector<double>
-      m_equationValues;  // current equation values; fixed size, parsers point into it
+  // Current equation values; fixed size, parsers point into it
+  std::vector<double> m_equationValues;
   std::vector<std::unique_ptr<mu::Parser>> m_equationParsers;  // one per equation, in order
   std::vector<std::unique_ptr<mu::Parser>> m_responseParsers;  // one per response, in order
 };

@@ -97,8 +97,8 @@ struct CProblem {
   std::vector<CProblemSet> sets;                // in declaration order
   std::vector<CProblemEquation> equations;      // in declaration order
   std::vector<CProblemConstraint> constraints;  // in declaration order
-  std::vector<std::string>
-      boundNotes;                // one line per bound or start value moved onto an allowed value
+  // One line per bound or start value moved onto an allowed value
+  std::vector<std::string> boundNotes;
   COptimizerSettings optimizer;  // continuous optimiser settings
   CSearchLimits limits;          // search limits (the command line may override them)
 };

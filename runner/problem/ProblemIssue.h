@@ -9,7 +9,7 @@
 // One mistake in a problem file.
 struct CProblemIssue {
   int line = 0;  // line of the file, from 1; 0 when the file as a whole is meant
-  std::string
-      field;  // dotted path of the field (e.g. "variables.x3.lower"); empty for a syntax error
+  // Dotted path of the field (e.g. "variables.x3.lower"); empty for a syntax error
+  std::string field;
   std::string message;  // what is wrong, naming the bad value and the rule it breaks
 };

@@ -45,8 +45,8 @@ class CNodeMirror {
 
   bool m_minimize;     // sense of the objective
   double m_tolerance;  // constraint tolerance
-  std::map<int, int>
-      m_childrenOfOpenNode;           // task of each open node -> children handed out (0 or 1)
+  // Task of each open node -> children handed out (0 or 1)
+  std::map<int, int> m_childrenOfOpenNode;
   int m_incumbentTask = 0;            // task of the best discrete design; 0 for none
   double m_incumbentObjective = 0.0;  // its objective
 };

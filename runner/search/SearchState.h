@@ -32,8 +32,8 @@ struct CSearchState {
   int solvedSubtasks = 0;         // subtasks of the tree that have been solved
   int resultTask = 0;             // task whose design stands as the result; 0 for none
   bool discreteFeasible = false;  // that design is a feasible discrete design
-  std::map<int, ENodeOutcome>
-      outcomes;  // the fate of every task of the tree, the search task included
+  // The fate of every task of the tree, the search task included
+  std::map<int, ENodeOutcome> outcomes;
 };
 
 // Throws CTaskDataError (TaskProblem.h) when a task of the tree is missing.

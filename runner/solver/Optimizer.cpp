@@ -450,8 +450,8 @@ class CLocalSearch : public CLocalModel {
   std::vector<double> m_cachedOutputs;  // NLopt's values there: objective, then constraints
   bool m_jacobianValid = false;         // m_jacobian belongs to m_cachedFree
   std::vector<double> m_jacobian;       // (1 + constraints) x free variables, row-major
-  std::vector<double>
-      m_outputScales;               // gradient-based factor of each output (objective first); >= 1
+  // Gradient-based factor of each output (objective first); >= 1
+  std::vector<double> m_outputScales;
   int m_gradients = 0;              // Jacobians estimated
   int m_analyses = 0;               // analyses of all runs so far
   nlopt_opt m_optimizer = nullptr;  // the optimiser running; null between runs

@@ -46,8 +46,8 @@ struct CContinuousProblem {
   std::vector<double> lower;             // lower bound of each variable
   std::vector<double> upper;             // upper bound of each variable; >= lower
   std::vector<double> typicalMagnitude;  // of each variable, > 0; sets finite-difference steps
-  std::vector<double>
-      relativeStep;  // finite-difference step of each variable; 0 for the settings' step
+  // Finite-difference step of each variable; 0 for the settings' step
+  std::vector<double> relativeStep;
   std::vector<bool> isEquality;  // one flag per constraint
   bool minimize = true;          // sense of the objective
   double objectiveScale = 1.0;   // the local search works on objective / scale; > 0
@@ -63,8 +63,8 @@ struct CContinuousProblem {
 struct CLocalRun {
   int startIndex = 0;      // which start point it began from
   CEvaluatedDesign start;  // the start point, clamped into the bounds, evaluated
-  std::vector<CEvaluatedDesign>
-      improvements;       // designs that improved on the run's best, in order; bounded
+  // Designs that improved on the run's best, in order; bounded
+  std::vector<CEvaluatedDesign> improvements;
   CEvaluatedDesign best;  // the run's best design (the start when nothing improved on it)
   ESolveStatus status =
       ESolveStatus::Converged;  // how it ended; converged when no search was needed

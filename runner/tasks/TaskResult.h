@@ -13,8 +13,8 @@ struct CTaskDesign {
   std::vector<double> values;  // design-variable values
   double objective = 0.0;      // CResult m_dBestObj
   double maxConstraint = 0.0;  // CIter m_dMaxCon of the best iteration: the design's own
-  std::vector<double>
-      responses;  // CResult m_vaBestRespValues: objective, then constraint left-hand sides
+  // CResult m_vaBestRespValues: objective, then constraint left-hand sides
+  std::vector<double> responses;
   std::vector<double> scaledConstraints;  // CResult m_vaBestConValues
 };
 
