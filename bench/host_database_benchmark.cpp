@@ -53,14 +53,15 @@ CDVar TypicalVariables(int taskId) {
   variables.m_nTaskID = taskId;
   for (std::valarray<pvFLOAT64>* array :
        {&variables.m_vaLower, &variables.m_vaUpper, &variables.m_vaStart, &variables.m_vaGivenLower,
-        &variables.m_vaGivenUpper, &variables.m_vaScale, &variables.m_vaFDStep, &variables.m_vaInitialStep,
-        &variables.m_vaXTolerance, &variables.m_vaResolution, &variables.m_vaCost, &variables.m_vaReference})
+        &variables.m_vaGivenUpper, &variables.m_vaScale, &variables.m_vaFDStep,
+        &variables.m_vaInitialStep, &variables.m_vaXTolerance, &variables.m_vaResolution,
+        &variables.m_vaCost, &variables.m_vaReference})
     *array = Values(kVariables, 1.0);
   for (std::vector<pvINT32>* list :
        {&variables.m_vSetID, &variables.m_vKind, &variables.m_vActive, &variables.m_vLinkIndex,
         &variables.m_vSourceLine, &variables.m_vBoundsMoved, &variables.m_vBranchPriority,
-        &variables.m_vDisplayDigits, &variables.m_vGroup, &variables.m_vScaleMode, &variables.m_vReportOrder,
-        &variables.m_vFlags})
+        &variables.m_vDisplayDigits, &variables.m_vGroup, &variables.m_vScaleMode,
+        &variables.m_vReportOrder, &variables.m_vFlags})
     list->assign(kVariables, 1);
   for (int i = 0; i < kVariables; ++i) {
     const std::string name = "thickness_" + std::to_string(i);
@@ -127,10 +128,18 @@ void MeasurePut(benchmark::State& state, TMakeRecord makeRecord) {
   for (auto _ : state) record.PutObject();
 }
 
-void BM_GetDesignVariables(benchmark::State& state) { MeasureGet(state, [] { return TypicalVariables(1); }); }
-void BM_PutDesignVariables(benchmark::State& state) { MeasurePut(state, [] { return TypicalVariables(1); }); }
-void BM_GetDesignPoint(benchmark::State& state) { MeasureGet(state, [] { return TypicalPoint(1, 0); }); }
-void BM_PutDesignPoint(benchmark::State& state) { MeasurePut(state, [] { return TypicalPoint(1, 0); }); }
+void BM_GetDesignVariables(benchmark::State& state) {
+  MeasureGet(state, [] { return TypicalVariables(1); });
+}
+void BM_PutDesignVariables(benchmark::State& state) {
+  MeasurePut(state, [] { return TypicalVariables(1); });
+}
+void BM_GetDesignPoint(benchmark::State& state) {
+  MeasureGet(state, [] { return TypicalPoint(1, 0); });
+}
+void BM_PutDesignPoint(benchmark::State& state) {
+  MeasurePut(state, [] { return TypicalPoint(1, 0); });
+}
 
 // Copies every design record of a task under a new id (as a subtask is
 // derived from its search task): one read and one write per record.

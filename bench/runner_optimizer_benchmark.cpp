@@ -7,19 +7,22 @@
 
 #include <string>
 
-#include "ExpressionModel.h"
-#include "Optimizer.h"
-#include "ProblemFile.h"
-#include "TaskWriter.h"
+#include "expressions/ExpressionModel.h"
+#include "problem/ProblemFile.h"
+#include "solver/Optimizer.h"
+#include "tasks/TaskWriter.h"
 
 namespace {
 
 CModelDefinition DefinitionOf(const CProblem& problem) {
   CModelDefinition definition;
-  for (const CProblemVariable& variable : problem.variables) definition.variableNames.push_back(variable.name);
-  for (const CProblemEquation& equation : problem.equations) definition.equations.emplace_back(equation.name, equation.expression);
+  for (const CProblemVariable& variable : problem.variables)
+    definition.variableNames.push_back(variable.name);
+  for (const CProblemEquation& equation : problem.equations)
+    definition.equations.emplace_back(equation.name, equation.expression);
   definition.responses.push_back(problem.objective);
-  for (const CProblemConstraint& constraint : problem.constraints) definition.responses.push_back(constraint.expression);
+  for (const CProblemConstraint& constraint : problem.constraints)
+    definition.responses.push_back(constraint.expression);
   return definition;
 }
 
@@ -67,9 +70,10 @@ void BM_ContinuousSolve(benchmark::State& state, const std::string& example) {
   state.counters["analyses"] = analyses;
 }
 
-#define EXAMPLE_BENCHMARKS(name)                                                  \
-  BENCHMARK_CAPTURE(BM_Analysis, name, std::string(#name ".toml"));               \
-  BENCHMARK_CAPTURE(BM_ContinuousSolve, name, std::string(#name ".toml"))->Unit(benchmark::kMicrosecond);
+#define EXAMPLE_BENCHMARKS(name)                                          \
+  BENCHMARK_CAPTURE(BM_Analysis, name, std::string(#name ".toml"));       \
+  BENCHMARK_CAPTURE(BM_ContinuousSolve, name, std::string(#name ".toml")) \
+      ->Unit(benchmark::kMicrosecond);
 
 EXAMPLE_BENCHMARKS(pressure_vessel)
 EXAMPLE_BENCHMARKS(gear_train)

@@ -8,13 +8,13 @@
 #include <filesystem>
 #include <string>
 
-#include "DiscreteModule.h"
-#include "ProblemFile.h"
-#include "Search.h"
 #include "TaskDatabase.h"
-#include "TaskSolver.h"
-#include "TaskWriter.h"
 #include "Timing.h"
+#include "problem/ProblemFile.h"
+#include "search/DiscreteModule.h"
+#include "search/Search.h"
+#include "tasks/TaskSolver.h"
+#include "tasks/TaskWriter.h"
 
 namespace {
 
@@ -26,13 +26,15 @@ struct CQuietObserver : CSearchObserver {
 void BM_WholeSearch(benchmark::State& state, const std::string& example) {
   const CProblem problem = ReadProblemFile(std::string(EXAMPLES_DIR) + "/" + example);
   const CDiscreteModule module = CDiscreteModule::Load();
-  const std::filesystem::path database = std::filesystem::temp_directory_path() / ("bench-" + example + ".db");
+  const std::filesystem::path database =
+      std::filesystem::temp_directory_path() / ("bench-" + example + ".db");
   CQuietObserver observer;
   CSearchOutcome outcome;
   int analyses = 0;
   int gradients = 0;
   for (auto _ : state) {
-    for (const char* suffix : {"", "-wal", "-shm"}) std::filesystem::remove(database.string() + suffix);
+    for (const char* suffix : {"", "-wal", "-shm"})
+      std::filesystem::remove(database.string() + suffix);
     const int analysesBefore = nNumAnalyses;
     const int gradientsBefore = nNumGradCalc;
     OpenTaskDatabase(database.string());
@@ -47,14 +49,25 @@ void BM_WholeSearch(benchmark::State& state, const std::string& example) {
   state.counters["analyses"] = analyses;
   state.counters["gradients"] = gradients;
   state.counters["optimiser_s"] = outcome.solverSeconds;
-  for (const char* suffix : {"", "-wal", "-shm"}) std::filesystem::remove(database.string() + suffix);
+  for (const char* suffix : {"", "-wal", "-shm"})
+    std::filesystem::remove(database.string() + suffix);
 }
 
-BENCHMARK_CAPTURE(BM_WholeSearch, pressure_vessel, std::string("pressure_vessel.toml"))->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK_CAPTURE(BM_WholeSearch, gear_train, std::string("gear_train.toml"))->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK_CAPTURE(BM_WholeSearch, coil_spring, std::string("coil_spring.toml"))->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK_CAPTURE(BM_WholeSearch, speed_reducer, std::string("speed_reducer.toml"))->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK_CAPTURE(BM_WholeSearch, process_synthesis, std::string("process_synthesis.toml"))->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK_CAPTURE(BM_WholeSearch, pressure_vessel, std::string("pressure_vessel.toml"))
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK_CAPTURE(BM_WholeSearch, gear_train, std::string("gear_train.toml"))
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK_CAPTURE(BM_WholeSearch, coil_spring, std::string("coil_spring.toml"))
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK_CAPTURE(BM_WholeSearch, speed_reducer, std::string("speed_reducer.toml"))
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
+BENCHMARK_CAPTURE(BM_WholeSearch, process_synthesis, std::string("process_synthesis.toml"))
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime();
 
 }  // namespace
 

@@ -62,10 +62,10 @@ class SyntheticSearch {
     node.m_dMaxCon = 0.0;
   }
 
-  CDiscreteTree m_tree;                          // the search under measurement
-  CDiscreteNode m_child;                         // the node being made and evaluated, as the module's own
-  std::mt19937 m_random;                         // values inside the bounds
-  std::uniform_real_distribution<double> m_unit; // 0..1
+  CDiscreteTree m_tree;   // the search under measurement
+  CDiscreteNode m_child;  // the node being made and evaluated, as the module's own
+  std::mt19937 m_random;  // values inside the bounds
+  std::uniform_real_distribution<double> m_unit;  // 0..1
 };
 
 // Grows a search to N stored nodes (not timed), then times N/4 cycles.
@@ -82,12 +82,18 @@ void BM_SearchCycle(benchmark::State& state) {
     state.ResumeTiming();
   }
   state.SetItemsProcessed(state.iterations() * cycles);
-  state.counters["per_cycle"] = benchmark::Counter(static_cast<double>(state.iterations() * cycles),
-                                                   benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+  state.counters["per_cycle"] =
+      benchmark::Counter(static_cast<double>(state.iterations() * cycles),
+                         benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
 }  // namespace
 
-BENCHMARK(BM_SearchCycle)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(BM_SearchCycle)
+    ->Arg(1000)
+    ->Arg(10000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(3);
 
 BENCHMARK_MAIN();

@@ -39,8 +39,9 @@ std::vector<CDiscreteNode> RandomNodes(int count) {
 
 void SetPerNodeCounter(benchmark::State& state, int64_t nodesPerIteration) {
   state.SetItemsProcessed(state.iterations() * nodesPerIteration);
-  state.counters["per_node"] = benchmark::Counter(static_cast<double>(state.iterations() * nodesPerIteration),
-                                                  benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+  state.counters["per_node"] =
+      benchmark::Counter(static_cast<double>(state.iterations() * nodesPerIteration),
+                         benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
 // The container under the store, ordered by the store's comparison. The
@@ -68,7 +69,8 @@ void BM_ContainerInsert(benchmark::State& state) {
 
 void BM_ContainerDetach(benchmark::State& state) {
   std::vector<CDiscreteNode> nodes = RandomNodes(static_cast<int>(state.range(0)));
-  for (CDiscreteNode& node : nodes) node.m_dObjective += 1e-3 * node.m_nNodeID;  // distinct keys: Detach finds each
+  for (CDiscreteNode& node : nodes)
+    node.m_dObjective += 1e-3 * node.m_nNodeID;  // distinct keys: Detach finds each
   std::vector<CDiscreteNode*> order;
   for (CDiscreteNode& node : nodes) order.push_back(&node);
   std::shuffle(order.begin(), order.end(), std::mt19937(1));

@@ -4,7 +4,8 @@
 #include <cstring>
 
 // The eight bytes of a step are read as two little-endian words.
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "slicing by 8 reads words in little-endian order");
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
+              "slicing by 8 reads words in little-endian order");
 
 namespace {
 
@@ -43,8 +44,9 @@ uint32_t Crc32(const unsigned char* data, size_t size) {
     std::memcpy(&low, data, 4);
     std::memcpy(&high, data + 4, 4);
     low ^= crc;
-    crc = t[7][low & 0xFFu] ^ t[6][(low >> 8) & 0xFFu] ^ t[5][(low >> 16) & 0xFFu] ^ t[4][low >> 24] ^
-          t[3][high & 0xFFu] ^ t[2][(high >> 8) & 0xFFu] ^ t[1][(high >> 16) & 0xFFu] ^ t[0][high >> 24];
+    crc = t[7][low & 0xFFu] ^ t[6][(low >> 8) & 0xFFu] ^ t[5][(low >> 16) & 0xFFu] ^
+          t[4][low >> 24] ^ t[3][high & 0xFFu] ^ t[2][(high >> 8) & 0xFFu] ^
+          t[1][(high >> 16) & 0xFFu] ^ t[0][high >> 24];
   }
   for (; size > 0; ++data, --size) crc = t[0][(crc ^ *data) & 0xFFu] ^ (crc >> 8);
   return crc ^ 0xFFFFFFFFu;

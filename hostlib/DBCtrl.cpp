@@ -30,10 +30,12 @@ int CDBCtrl::GetTaskID(bool bNew) {
     if (highest.Step()) highestUsed = highest.ColumnInteger(0);
   }
   if (highestUsed >= std::numeric_limits<int32_t>::max())
-    throw CDatabaseError("CDBCtrl: no task id is left (ids up to " + std::to_string(highestUsed) + " are taken)");
+    throw CDatabaseError("CDBCtrl: no task id is left (ids up to " + std::to_string(highestUsed) +
+                         " are taken)");
   const int64_t taskId = highestUsed + 1;
 
-  CSqliteStatement& reserve = database.Statement("UPDATE CDBCtrl SET m_nLastTaskID = ?1 WHERE id = 1");
+  CSqliteStatement& reserve =
+      database.Statement("UPDATE CDBCtrl SET m_nLastTaskID = ?1 WHERE id = 1");
   reserve.BindInteger(1, taskId);
   reserve.Run();
   return static_cast<int>(taskId);

@@ -6,9 +6,11 @@ namespace {
 
 // "<label> [n]: v0 v1 ...", one line, flushed.
 template <class TValue>
-void DumpArray(const char* label, FILE* stream, const std::valarray<TValue>& values, const char* valueFormat) {
+void DumpArray(const char* label, FILE* stream, const std::valarray<TValue>& values,
+               const char* valueFormat) {
   if (stream == nullptr) return;
-  std::string line = std::string(label != nullptr ? label : "") + " [" + std::to_string(values.size()) + "]:";
+  std::string line =
+      std::string(label != nullptr ? label : "") + " [" + std::to_string(values.size()) + "]:";
   char text[32];
   for (const TValue& value : values) {
     std::snprintf(text, sizeof text, valueFormat, value);
@@ -22,10 +24,12 @@ void DumpArray(const char* label, FILE* stream, const std::valarray<TValue>& val
 
 }  // namespace
 
-void CDebugUtil::DumpIntegerArray(const char* pszLabel, FILE* pStream, const std::valarray<int>& values) {
+void CDebugUtil::DumpIntegerArray(const char* pszLabel, FILE* pStream,
+                                  const std::valarray<int>& values) {
   DumpArray(pszLabel, pStream, values, "%d");
 }
 
-void CDebugUtil::DumpDoubleArray(const char* pszLabel, FILE* pStream, const std::valarray<double>& values) {
+void CDebugUtil::DumpDoubleArray(const char* pszLabel, FILE* pStream,
+                                 const std::valarray<double>& values) {
   DumpArray(pszLabel, pStream, values, "%.17g");
 }

@@ -8,8 +8,9 @@
 #include <fstream>
 #include <sstream>
 
+#include "DatabaseError.h"
 #include "SqliteError.h"
-#include "TaskDatabase.h"
+#include "TaskDatabaseAccess.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 //
 // Every connection gets a SQLite busy handler that waits in short sleeps.
 // Once a wait has lasted kLockWaitNoticeSeconds, the waiting notice of the
-// process's settings (TaskDatabase.h, SetLockWaitSettings) is called once
+// process's settings (TaskDatabaseAccess.h, SetLockWaitSettings) is called once
 // with who holds the lock; when the wait reaches the timeout the handler
 // gives up and the statement throws CDatabaseError naming the holder and the
 // time waited. A timeout of 0 gives up at once.

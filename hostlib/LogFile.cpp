@@ -36,7 +36,8 @@ std::string TimeStamp() {
   localtime_r(&now.tv_sec, &local);
   char stamp[40];
   const size_t length = std::strftime(stamp, sizeof stamp, "%Y-%m-%d %H:%M:%S", &local);
-  std::snprintf(stamp + length, sizeof stamp - length, ".%03ld", static_cast<long>(now.tv_usec / 1000));
+  std::snprintf(stamp + length, sizeof stamp - length, ".%03ld",
+                static_cast<long>(now.tv_usec / 1000));
   return stamp;
 }
 
@@ -86,7 +87,8 @@ std::string Location(const char* file, int line) {
 CLogFile::CLogFile(const char* pszPath, int32_t nLevel)
     : m_nLevel(nLevel), m_pFile(pszPath != nullptr ? std::fopen(pszPath, "a") : nullptr) {
   if (m_pFile == nullptr)
-    throw std::runtime_error(std::string("cannot open log file '") + (pszPath != nullptr ? pszPath : "(null)") +
+    throw std::runtime_error(std::string("cannot open log file '") +
+                             (pszPath != nullptr ? pszPath : "(null)") +
                              "': " + std::strerror(pszPath != nullptr ? errno : EINVAL));
 }
 
@@ -108,16 +110,21 @@ CLogFile* GetCurrentLog() { return currentLog; }
 
 void LNewException(const char* pszFile, int nLine, const char* pszMessage) {
   WriteEvent(kExceptionCategory,
-             "new exception at " + Location(pszFile, nLine) + ": " + (pszMessage != nullptr ? pszMessage : ""), true);
+             "new exception at " + Location(pszFile, nLine) + ": " +
+                 (pszMessage != nullptr ? pszMessage : ""),
+             true);
 }
 
 void LException(const char* pszFile, int nLine, const char* pszWhat) {
-  WriteEvent(kExceptionCategory,
-             "exception passed " + Location(pszFile, nLine) + ": " + (pszWhat != nullptr ? pszWhat : ""), true);
+  WriteEvent(
+      kExceptionCategory,
+      "exception passed " + Location(pszFile, nLine) + ": " + (pszWhat != nullptr ? pszWhat : ""),
+      true);
 }
 
 void LGenException(const char* pszFile, int nLine) {
-  WriteEvent(kExceptionCategory, "exception of unknown type passed " + Location(pszFile, nLine), true);
+  WriteEvent(kExceptionCategory, "exception of unknown type passed " + Location(pszFile, nLine),
+             true);
 }
 
 void LError(const char* pszFormat, ...) {

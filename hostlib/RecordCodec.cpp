@@ -13,8 +13,9 @@
 
 // Values are copied as their in-memory bytes, which are the little-endian
 // bytes of the format only on a little-endian machine.
-static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
-              "the record encoding copies values in the machine's byte order, which must be little-endian");
+static_assert(
+    __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
+    "the record encoding copies values in the machine's byte order, which must be little-endian");
 static_assert(std::is_trivially_copyable_v<pvINT32> && std::is_trivially_copyable_v<pvUINT32> &&
                   std::is_trivially_copyable_v<pvFLOAT64>,
               "persistent values are copied byte for byte");
@@ -55,7 +56,8 @@ class CFieldLayout {
   }
   std::string Describe() const {
     char text[64];
-    std::snprintf(text, sizeof text, "%" PRIu32 " fields, layout 0x%08" PRIx32, m_fieldCount, m_hash);
+    std::snprintf(text, sizeof text, "%" PRIu32 " fields, layout 0x%08" PRIx32, m_fieldCount,
+                  m_hash);
     return text;
   }
 
@@ -194,11 +196,13 @@ class CRecordDecoder final : public CFieldVisitor {
   }
   void Field(const char* name, std::vector<std::vector<pvINT32>>& value) override {
     m_layout.Add(name, CFieldKind::kInt32Lists);
-    ReadLists(name, Target(value), [this, name](std::vector<pvINT32>* list) { ReadList(name, list); });
+    ReadLists(name, Target(value),
+              [this, name](std::vector<pvINT32>* list) { ReadList(name, list); });
   }
   void Field(const char* name, std::vector<std::vector<pvFLOAT64>>& value) override {
     m_layout.Add(name, CFieldKind::kFloat64Lists);
-    ReadLists(name, Target(value), [this, name](std::vector<pvFLOAT64>* list) { ReadList(name, list); });
+    ReadLists(name, Target(value),
+              [this, name](std::vector<pvFLOAT64>* list) { ReadList(name, list); });
   }
 
   const CFieldLayout& Layout() const { return m_layout; }
@@ -250,7 +254,8 @@ class CRecordDecoder final : public CFieldVisitor {
   void ReadText(const char* name, std::string* target) {
     uint32_t count = 0;
     const unsigned char* bytes = TakeArray(name, 1, &count);
-    if (bytes != nullptr && target != nullptr) target->assign(reinterpret_cast<const char*>(bytes), count);
+    if (bytes != nullptr && target != nullptr)
+      target->assign(reinterpret_cast<const char*>(bytes), count);
   }
   template <class TValue>
   void ReadList(const char* name, std::vector<TValue>* target) {
@@ -299,7 +304,8 @@ void DecodeRecordData(const unsigned char* bytes, size_t size, pvPersistent& rec
   const uint32_t checksum = Crc32(bytes, size - kChecksumSize);
   if (checksum != storedChecksum)
     throw CRecordDamaged("checksum mismatch (stored " + Hex32(storedChecksum) + ", computed " +
-                         Hex32(checksum) + " over " + std::to_string(size - kChecksumSize) + " bytes)");
+                         Hex32(checksum) + " over " + std::to_string(size - kChecksumSize) +
+                         " bytes)");
   if (std::memcmp(bytes, kFormatTag, sizeof kFormatTag) != 0)
     throw CRecordDamaged("unknown encoding (format tag " + Hex32(ReadU32(bytes)) + ")");
 
@@ -317,7 +323,8 @@ void DecodeRecordData(const unsigned char* bytes, size_t size, pvPersistent& rec
                          check.Layout().Describe() + ")");
   if (!check.Problem().empty()) throw CRecordDamaged(check.Problem());
   if (check.BytesLeft() > 0)
-    throw CRecordDamaged(std::to_string(check.BytesLeft()) + " bytes left over after the last field");
+    throw CRecordDamaged(std::to_string(check.BytesLeft()) +
+                         " bytes left over after the last field");
 
   CRecordDecoder assign(fields, fieldBytes, true);
   record.VisitData(assign);

@@ -2,9 +2,9 @@
 
 #include <cctype>
 
+#include "DatabaseError.h"
 #include "Persistent.h"
 #include "SqliteStatement.h"
-#include "TaskDatabase.h"
 
 namespace {
 
@@ -50,7 +50,9 @@ class CKeyBinder final : public CKeyVisitor {
       : CKeyVisitor(record), m_statement(statement) {}
 
  private:
-  void KeyField(const char*, long value) override { m_statement.BindInteger(++m_boundCount, value); }
+  void KeyField(const char*, long value) override {
+    m_statement.BindInteger(++m_boundCount, value);
+  }
 
   CSqliteStatement& m_statement;  // the statement whose parameters are bound
   int m_boundCount = 0;           // parameters bound so far
@@ -60,7 +62,8 @@ class CKeyBinder final : public CKeyVisitor {
 // member prefix, the type prefix and a trailing "ID", in lower case.
 std::string KeyWord(const std::string& fieldName) {
   size_t stemStart = fieldName.compare(0, 2, "m_") == 0 ? 2 : 0;
-  while (stemStart < fieldName.size() && std::islower(static_cast<unsigned char>(fieldName[stemStart])))
+  while (stemStart < fieldName.size() &&
+         std::islower(static_cast<unsigned char>(fieldName[stemStart])))
     ++stemStart;
   std::string word = fieldName.substr(stemStart);
   if (word.size() > 2 && word.compare(word.size() - 2, 2, "ID") == 0) word.resize(word.size() - 2);

@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "TaskDatabase.h"
+#include "DatabaseError.h"
 
 namespace {
 

@@ -9,9 +9,9 @@
 
 CSqliteStatement::CSqliteStatement(sqlite3* connection, std::string text)
     : m_connection(connection), m_statement(nullptr), m_text(std::move(text)) {
-  const int resultCode = sqlite3_prepare_v3(m_connection, m_text.c_str(),
-                                            static_cast<int>(m_text.size()) + 1,
-                                            SQLITE_PREPARE_PERSISTENT, &m_statement, nullptr);
+  const int resultCode =
+      sqlite3_prepare_v3(m_connection, m_text.c_str(), static_cast<int>(m_text.size()) + 1,
+                         SQLITE_PREPARE_PERSISTENT, &m_statement, nullptr);
   if (resultCode != SQLITE_OK) {
     sqlite3_finalize(m_statement);
     ThrowSqliteError(m_connection, resultCode, m_text);

@@ -58,9 +58,9 @@ class CSqliteStatement {
   size_t ColumnBlobSize(int column) const;
 
  private:
-  sqlite3* m_connection;     // not owned; outlives the statement
-  sqlite3_stmt* m_statement; // owned; never null after construction
-  std::string m_text;        // the SQL, for error messages
+  sqlite3* m_connection;      // not owned; outlives the statement
+  sqlite3_stmt* m_statement;  // owned; never null after construction
+  std::string m_text;         // the SQL, for error messages
 };
 
 // Resets a statement when it goes out of scope, on every path, so that an

@@ -42,7 +42,8 @@ void CloseTaskDatabase() {
 POD& OpenHandle(POD* database, const std::string& user) {
   const std::string prefix = user.empty() ? "" : user + ": ";
   if (database == nullptr) throw CDatabaseError(prefix + "no task database is open");
-  if (database != openDatabase.get()) throw CDatabaseError(prefix + "its task database has been closed");
+  if (database != openDatabase.get())
+    throw CDatabaseError(prefix + "its task database has been closed");
   return *database;
 }
 

@@ -5,11 +5,11 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "DatabaseError.h"
 #include "LockWait.h"
 #include "Persistent.h"
 #include "RecordKey.h"
 #include "SqliteError.h"
-#include "TaskDatabase.h"
 #include "TaskDatabaseSchema.h"
 
 namespace {
@@ -122,7 +122,8 @@ void POD::Commit() {
   } catch (...) {
     // The writes could not be made durable. End the transaction all the same,
     // so that the file is not left locked against every other process.
-    if (sqlite3_get_autocommit(Connection()) == 0) sqlite3_exec(Connection(), "ROLLBACK", nullptr, nullptr, nullptr);
+    if (sqlite3_get_autocommit(Connection()) == 0)
+      sqlite3_exec(Connection(), "ROLLBACK", nullptr, nullptr, nullptr);
     throw;
   }
 }

@@ -21,7 +21,7 @@
 #include <vector>
 
 #include "SqliteStatement.h"
-#include "TaskDatabase.h"
+#include "TaskDatabaseAccess.h"
 
 class pvPersistent;
 
@@ -37,7 +37,8 @@ struct CRecordStatements {
   CSqliteStatement m_exists;  // one row when a record has the key, or none
 
  private:
-  CRecordStatements(sqlite3* connection, const std::string& table, const std::vector<std::string>& keyNames);
+  CRecordStatements(sqlite3* connection, const std::string& table,
+                    const std::vector<std::string>& keyNames);
 };
 
 class POD {
@@ -83,17 +84,19 @@ class POD {
   std::unique_ptr<sqlite3, CConnectionCloser> m_connection;  // null once closed
   std::unique_ptr<CSqliteStatement> m_begin;   // BEGIN IMMEDIATE; null when opened read-only
   std::unique_ptr<CSqliteStatement> m_commit;  // COMMIT; null when opened read-only
-  std::unordered_map<std::string, std::unique_ptr<CRecordStatements>> m_recordStatements;  // by record name
+  // Each record class's statements, by record name
+  std::unordered_map<std::string, std::unique_ptr<CRecordStatements>> m_recordStatements;
   std::unordered_map<std::string, std::unique_ptr<CSqliteStatement>> m_statements;  // by SQL text
   std::vector<unsigned char> m_encodeBuffer;  // see EncodeBuffer()
-  int m_holdDepth = 0;  // CLock holds not yet released, >= 0; > 0 exactly while the write transaction is open
+  int m_holdDepth =
+      0;  // CLock holds not yet released, >= 0; > 0 exactly while the write transaction is open
 };
 
 // The handle a record or lock is bound to, checked to be the open task
 // database. Throws CDatabaseError "<user>: no task database is open" for a null
 // handle, and "<user>: its task database has been closed" for a handle that is
-// no longer the open one (without "<user>: " for an empty user). The checks compare addresses only; nothing behind
-// a stale handle is touched.
+// no longer the open one (without "<user>: " for an empty user). The checks compare addresses only;
+// nothing behind a stale handle is touched.
 POD& OpenHandle(POD* database, const std::string& user);
 
 // Gives back one CLock hold of the handle (the last one commits) and deletes a

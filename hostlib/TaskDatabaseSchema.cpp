@@ -4,11 +4,11 @@
 
 #include <functional>
 
+#include "DatabaseError.h"
 #include "RecordKey.h"
 #include "Records.h"
 #include "SqliteError.h"
 #include "SqliteStatement.h"
-#include "TaskDatabase.h"
 
 namespace {
 
@@ -38,7 +38,9 @@ int64_t QueryInteger(sqlite3* connection, const std::string& sql) {
   return query.Step() ? query.ColumnInteger(0) : 0;
 }
 
-void Execute(sqlite3* connection, const std::string& sql) { CSqliteStatement(connection, sql).Run(); }
+void Execute(sqlite3* connection, const std::string& sql) {
+  CSqliteStatement(connection, sql).Run();
+}
 
 // What a file is, as far as opening it is concerned.
 struct CFileIdentity {
@@ -64,18 +66,22 @@ void CreateSchema(sqlite3* connection) {
           "CREATE TABLE CDBCtrl (id INTEGER PRIMARY KEY CHECK (id = 1), "
           "m_nLastTaskID INTEGER NOT NULL)");
   Execute(connection, "INSERT INTO CDBCtrl (id, m_nLastTaskID) VALUES (1, 0)");
-  ForEachRecordClass([connection](pvPersistent& record) { Execute(connection, RecordTableSql(record)); });
+  ForEachRecordClass(
+      [connection](pvPersistent& record) { Execute(connection, RecordTableSql(record)); });
 }
 
 void CheckIdentity(sqlite3* connection, const CFileIdentity& identity) {
   const std::string file = "'" + DatabaseFileName(connection) + "'";
   if (identity.m_nApplicationId != kTaskDatabaseApplicationId)
-    throw CDatabaseError(file + " is not a task database: it is a SQLite database of another application "
-                         "(application id " + std::to_string(identity.m_nApplicationId) + ", " +
+    throw CDatabaseError(file +
+                         " is not a task database: it is a SQLite database of another application "
+                         "(application id " +
+                         std::to_string(identity.m_nApplicationId) + ", " +
                          std::to_string(identity.m_nTableCount) + " schema entries)");
   if (identity.m_nVersion != kTaskDatabaseSchemaVersion)
     throw CDatabaseError("task database " + file + " has schema version " +
-                         std::to_string(identity.m_nVersion) + ", which this program cannot read (it reads version " +
+                         std::to_string(identity.m_nVersion) +
+                         ", which this program cannot read (it reads version " +
                          std::to_string(kTaskDatabaseSchemaVersion) + ")");
 }
 

@@ -25,7 +25,7 @@ struct sqlite3;
 class pvPersistent;
 
 constexpr int32_t kTaskDatabaseApplicationId = 0x44495343;  // "DISC" in ASCII
-constexpr int kTaskDatabaseSchemaVersion = 1;                // bumped by every change of the tables
+constexpr int kTaskDatabaseSchemaVersion = 1;               // bumped by every change of the tables
 
 // Makes the connection's file ready for use: an empty file (a new one) gets
 // the schema; any other file must carry the task database's application id and

@@ -1,7 +1,10 @@
 // The `discrete` program: solves mixed-discrete design problems from problem
 // files with the branch-and-bound module, and shows what a task database
-// holds. Usage in docs/cli.md; exit codes in ExitCodes.h.
+// holds. Usage in docs/cli.md; exit codes in commands/ExitCodes.h.
 
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
@@ -9,17 +12,14 @@
 #include <limits>
 #include <vector>
 
-#include <CLI/CLI.hpp>
-#include <fmt/format.h>
-
-#include "Algorithms.h"
-#include "Commands.h"
-#include "DiscreteModule.h"
-#include "MessageText.h"
-#include "ProblemFile.h"
-#include "Search.h"
 #include "TaskDatabase.h"
-#include "TaskProblem.h"
+#include "commands/Commands.h"
+#include "expressions/MessageText.h"
+#include "problem/ProblemFile.h"
+#include "search/DiscreteModule.h"
+#include "search/Search.h"
+#include "solver/Algorithms.h"
+#include "tasks/TaskProblem.h"
 
 namespace {
 
@@ -136,7 +136,9 @@ int main(int argc, char** argv) {
                    "further start points for a subtask whose result looks suspicious")
       ->check(CLI::Range(0, 1000));
   solveCommand->add_flag("--quiet", solve.quiet, "no progress line and no notes; the report only");
-  solveCommand->add_option("--lock-timeout", solve.lockTimeout, "seconds to wait for another process's lock (default 30)")
+  solveCommand
+      ->add_option("--lock-timeout", solve.lockTimeout,
+                   "seconds to wait for another process's lock (default 30)")
       ->check(CLI::NonNegativeNumber);
 
   std::string database;

@@ -102,11 +102,11 @@ class CAVLTree {
   template <typename CopyItem>
   void AssignCopyOf(const CAVLTree& source, CopyItem copyItem);
 
-  CTreeNode<CTreeData> m_Root;     // head record: m_pLink[0] is the root, null when empty
-  CompareFunction m_pfnCompare;    // item order; never null
-  int32_t m_nNumNodes;             // items stored, 0..kItemLimit-1
-  bool m_bProcessing;              // a walk has started and not yet ended
-  int32_t m_nProcessDepth;         // entries on the walk stack, 0..kStackCapacity
+  CTreeNode<CTreeData> m_Root;           // head record: m_pLink[0] is the root, null when empty
+  CompareFunction m_pfnCompare;          // item order; never null
+  int32_t m_nNumNodes;                   // items stored, 0..kItemLimit-1
+  bool m_bProcessing;                    // a walk has started and not yet ended
+  int32_t m_nProcessDepth;               // entries on the walk stack, 0..kStackCapacity
   CTreeNode<CTreeData>* m_pProcessNode;  // tree node of the item the walk returned last
   CTreeNode<CTreeData>* m_pProcessStack[kStackCapacity];  // walk stack: ancestors still to visit
 
@@ -366,7 +366,7 @@ CTreeData* CAVLTree<CTreeData>::DetachAlongPath(CPath& path, CTreeNode<CTreeData
   while (--k > 0) {
     CTreeNode<CTreeData>* s = pa[k];
     if (a[k] != 0) assert(a[k] == 1);
-    const int32_t lower = a[k];         // side whose subtree became lower
+    const int32_t lower = a[k];  // side whose subtree became lower
     const int32_t higher = 1 - lower;
     const int32_t lean = lower == 0 ? +1 : -1;  // balance of s leaning to the higher side
     if (s->m_cBalance == -lean) {

@@ -74,9 +74,9 @@ constexpr const char* kObjectTypeInvalid = "Object type is invalid";
 constexpr const char* kBranchBound = "BranchBound";
 constexpr const char* kDiscreteSetErr = "DiscreteSetErr";
 
-constexpr int kLastQuietLogLevel = 2;      // debug output only above this detail level
-constexpr int kPointReuseModuleType = 1;   // module type whose subtasks start from all search points
-constexpr int kGivenPointsInitMode = 11;   // m_nInitMode of a subtask whose start points are given
+constexpr int kLastQuietLogLevel = 2;     // debug output only above this detail level
+constexpr int kPointReuseModuleType = 1;  // module type whose subtasks start from all search points
+constexpr int kGivenPointsInitMode = 11;  // m_nInitMode of a subtask whose start points are given
 
 // Throws TError with its fixed message, naming this file and the line of the
 // call (GCC's __builtin_LINE() evaluates at the call site).

@@ -47,9 +47,9 @@ class DISCRETE_EXPORT CKivoErr : public std::exception {
   ~CKivoErr() override;
   const char* what() const noexcept override;  // m_szMessage
 
-  int m_nLine;              // source line of the throw
-  const char* m_pszFile;    // source file of the throw, e.g. "src/BranchBound.cpp"; not owned
-  char m_szMessage[512];    // the message, NUL-terminated, at most 511 chars
+  int m_nLine;            // source line of the throw
+  const char* m_pszFile;  // source file of the throw, e.g. "src/BranchBound.cpp"; not owned
+  char m_szMessage[512];  // the message, NUL-terminated, at most 511 chars
 };
 
 // Base of the database errors; never thrown itself.
@@ -130,8 +130,7 @@ DISCRETE_EXPORT void UpdateNodeData(CDiscreteNode& node, int nTaskID);
 // k > 0 the set with id k), lower and upper bound. Each array takes the
 // length of its stored source. Takes no lock.
 DISCRETE_EXPORT void GetTaskDVData(int nTaskID, std::valarray<int>& setIds,
-                                   std::valarray<double>& lower,
-                                   std::valarray<double>& upper);
+                                   std::valarray<double>& lower, std::valarray<double>& upper);
 
 // The best design the host recorded for task nTaskID, following its CResult
 // to the CIter and CDPoint that hold it. The two doubles are written as soon
@@ -154,7 +153,7 @@ DISCRETE_EXPORT int UseParentPoints(int nTargetTask, int nSourceTask, int nPoint
 // linked with the driver itself (its tests) sees these. Built at load in this
 // order and destroyed in the reverse order.
 
-extern CDiscreteTree theTree;    // the current search: node store, incumbent, sets
-extern CDiscreteNode curNode;    // the node whose subtask is outstanding; node number -1 at load
-extern int nContinuousTask;      // the search task's id; 0 before the first search
-extern CLogFile* pLogFile;       // the log of the starting call; null before the first search
+extern CDiscreteTree theTree;  // the current search: node store, incumbent, sets
+extern CDiscreteNode curNode;  // the node whose subtask is outstanding; node number -1 at load
+extern int nContinuousTask;    // the search task's id; 0 before the first search
+extern CLogFile* pLogFile;     // the log of the starting call; null before the first search

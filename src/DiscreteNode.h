@@ -41,17 +41,18 @@ class CDiscreteNode {
   // Hands out the next node number. Asserts that the counter has numbers left.
   static int32_t TakeNodeNumber();
 
-  int32_t m_nNodeID = -1;         // node number, >= 0 once numbered; -1 for an unnumbered node
-  int32_t m_nParentID = -1;       // parent's node number; -1 for a root
-  int32_t m_nUpChildID = -1;      // first child (raised lower bound); -1 while there is none
-  int32_t m_nDownChildID = -1;    // second child (lowered upper bound); -1 while there is none
-  bool m_bFeasible = false;       // an acceptable discrete design (set by the node test)
-  bool m_bClosed = false;         // no further child is to be made from this node
-  int32_t m_nTaskID = -1;         // id of the subtask that evaluates this node; -1 while none
-  int32_t m_nParentTaskID = -1;   // id of the parent's subtask, set by branching; -1 for a root
-  int32_t m_nBranchPos = -1;      // position in the tree's discrete-variable list branched to make this node; -1 for a root
-  double m_dObjective = 0.0;      // objective of the node's continuous solution
-  double m_dMaxCon = 0.0;         // maximum constraint value of that solution
+  int32_t m_nNodeID = -1;        // node number, >= 0 once numbered; -1 for an unnumbered node
+  int32_t m_nParentID = -1;      // parent's node number; -1 for a root
+  int32_t m_nUpChildID = -1;     // first child (raised lower bound); -1 while there is none
+  int32_t m_nDownChildID = -1;   // second child (lowered upper bound); -1 while there is none
+  bool m_bFeasible = false;      // an acceptable discrete design (set by the node test)
+  bool m_bClosed = false;        // no further child is to be made from this node
+  int32_t m_nTaskID = -1;        // id of the subtask that evaluates this node; -1 while none
+  int32_t m_nParentTaskID = -1;  // id of the parent's subtask, set by branching; -1 for a root
+  int32_t m_nBranchPos = -1;  // position in the tree's discrete-variable list branched to make this
+                              // node; -1 for a root
+  double m_dObjective = 0.0;  // objective of the node's continuous solution
+  double m_dMaxCon = 0.0;     // maximum constraint value of that solution
   std::valarray<double> m_vaValues;  // design-variable values of that solution
   std::valarray<double> m_vaLower;   // lower bound of each design variable in this subproblem
   std::valarray<double> m_vaUpper;   // upper bound of each design variable in this subproblem

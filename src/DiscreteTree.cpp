@@ -10,7 +10,8 @@
 
 namespace {
 
-constexpr double kValueTolerance = 1e-12;  // distance within which a value counts as integral or as a set value
+constexpr double kValueTolerance =
+    1e-12;  // distance within which a value counts as integral or as a set value
 
 double SumOfSquares(const std::valarray<double>& values, std::size_t count) {
   double sum = 0.0;
@@ -102,13 +103,12 @@ void CDiscreteTree::CheckNode(CDiscreteNode& node) {
   }
 }
 
-bool CDiscreteTree::HasIncumbent() const {
-  return m_BestNode.m_nNodeID >= 0;
-}
+bool CDiscreteTree::HasIncumbent() const { return m_BestNode.m_nNodeID >= 0; }
 
 bool CDiscreteTree::HasAllowedDiscreteValues(const CDiscreteNode& node) const {
   return std::all_of(m_vIndices.begin(), m_vIndices.end(), [&](int32_t variable) {
-    const bool present = variable >= 0 && static_cast<std::size_t>(variable) < node.m_vaValues.size();
+    const bool present =
+        variable >= 0 && static_cast<std::size_t>(variable) < node.m_vaValues.size();
     return !present || IsAllowedValue(variable, node.m_vaValues[variable]);
   });
 }
@@ -122,8 +122,9 @@ bool CDiscreteTree::IsAllowedValue(int32_t variable, double value) const {
   }
   const std::vector<double>* set = SetNamedBy(setRef);
   if (set == nullptr) return true;
-  return std::any_of(set->begin(), set->end(),
-                     [value](double allowed) { return std::fabs(value - allowed) <= kValueTolerance; });
+  return std::any_of(set->begin(), set->end(), [value](double allowed) {
+    return std::fabs(value - allowed) <= kValueTolerance;
+  });
 }
 
 int32_t CDiscreteTree::SetReferenceOf(int32_t variable) const {
@@ -211,9 +212,7 @@ constexpr double kBoundDistance = std::numeric_limits<double>::epsilon();  // 2^
 // Truncation toward zero in double precision: exact at every magnitude, so a
 // branch never wraps around as a 32-bit conversion would beyond +-2^31.
 // Adding 0.0 turns -0.0 into 0.0.
-double Truncated(double value) {
-  return std::trunc(value) + 0.0;
-}
+double Truncated(double value) { return std::trunc(value) + 0.0; }
 
 double IntegerAbove(double value) {
   return value >= 0.0 ? Truncated(value) + 1.0 : Truncated(value);
@@ -232,7 +231,8 @@ double FirstSetValueAtOrAbove(const std::vector<double>& set, double value) {
 
 // Last value <= value scanning from the end of the set; -infinity when none.
 double LastSetValueAtOrBelow(const std::vector<double>& set, double value) {
-  const auto found = std::find_if(set.rbegin(), set.rend(), [value](double s) { return s <= value; });
+  const auto found =
+      std::find_if(set.rbegin(), set.rend(), [value](double s) { return s <= value; });
   return found == set.rend() ? -std::numeric_limits<double>::infinity() : *found;
 }
 

@@ -89,7 +89,8 @@ class CDiscreteTree : public CAVLTree<CDiscreteNode> {
   // Store order: -1 when a sorts before b (smaller sense times objective), 0
   // when the objectives are equal and tieBreak is false, CompareDVARs(a, b)
   // when they are equal and tieBreak is true, +1 otherwise (a NaN included).
-  DISCRETE_EXPORT static int CompareNodes(const CDiscreteNode* a, const CDiscreteNode* b, bool tieBreak);
+  DISCRETE_EXPORT static int CompareNodes(const CDiscreteNode* a, const CDiscreteNode* b,
+                                          bool tieBreak);
   // Sum of squares of a's values minus that of b's (over a's length; values
   // b lacks count as 0), truncated toward zero to 32 bits (TruncateToInt32:
   // INT32_MIN when out of range or NaN). Nodes within 1 of each other tie.
@@ -153,13 +154,18 @@ class CDiscreteTree : public CAVLTree<CDiscreteNode> {
   DISCRETE_EXPORT bool IsDuplicateNode(CDiscreteNode& node);
 
   double m_dConTol;  // constraint tolerance: m_dMaxCon above it is infeasible
-  std::vector<std::vector<double>> m_vSets;  // values of each set, in the caller's order (ascending expected)
-  int32_t m_nNumDiscrete;  // number of discrete design variables; >= 1 in a search tree, 0 in an empty one
+  // Values of each set, in the caller's order (ascending expected)
+  std::vector<std::vector<double>> m_vSets;
+  int32_t m_nNumDiscrete;    // number of discrete design variables; >= 1 in a search tree, 0 in an
+                             // empty one
   CDiscreteNode m_BestNode;  // the incumbent; m_nNodeID -1 (negative) while there is none
-  std::vector<int32_t> m_vIndices;  // design-variable number of each discrete variable, m_nNumDiscrete entries
-  std::valarray<int32_t> m_vaSetRefs;  // per design variable: -1 integer, k >= 1 set m_vSets[k-1], other: unrestricted
+  // Design-variable number of each discrete variable, m_nNumDiscrete entries
+  std::vector<int32_t> m_vIndices;
+  // Per design variable: -1 integer, k >= 1 set m_vSets[k-1], other: unrestricted
+  std::valarray<int32_t> m_vaSetRefs;
 
-  static int32_t m_nMinMax;  // sense: 1 minimise, -1 maximise; objectives compare as m_nMinMax * objective
+  // Sense: 1 minimise, -1 maximise; objectives compare as m_nMinMax * objective
+  static int32_t m_nMinMax;
 
  private:
   using CAVLTree<CDiscreteNode>::TryInsert;
@@ -190,5 +196,6 @@ class CDiscreteTree : public CAVLTree<CDiscreteNode> {
   // Design-variable number at a position of m_vIndices; -1 when out of range.
   int32_t DiscreteVariableAt(int32_t position) const;
 
-  std::unique_ptr<CStoreIndex> m_pStoreIndex;  // identity, bounds and open-node index of the store; never null
+  // Identity, bounds and open-node index of the store; never null
+  std::unique_ptr<CStoreIndex> m_pStoreIndex;
 };

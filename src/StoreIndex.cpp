@@ -50,8 +50,11 @@ void CStoreIndex::Add(CDiscreteNode* node, int32_t sense) {
   const double key = sense * node->m_dObjective;  // as the store's comparison computes it
   if (std::isnan(key)) m_mirrorsWalkOrder = false;
 
-  const CEntry entry{node, {key, m_nextSequence++}, HashBounds(node->m_vaLower, node->m_vaUpper),
-                     node->m_nNodeID, !node->m_bClosed && !std::isnan(key)};
+  const CEntry entry{node,
+                     {key, m_nextSequence++},
+                     HashBounds(node->m_vaLower, node->m_vaUpper),
+                     node->m_nNodeID,
+                     !node->m_bClosed && !std::isnan(key)};
   m_entries.emplace(node, entry);
   m_nodesByNumber[entry.nodeNumber].push_back(node);
   m_nodesByBounds.emplace(entry.boundsHash, node);
@@ -71,7 +74,8 @@ void CStoreIndex::Remove(const CDiscreteNode* node) {
   if (sameNumber.empty()) m_nodesByNumber.erase(numbered);
 
   auto [first, last] = m_nodesByBounds.equal_range(entry.boundsHash);
-  m_nodesByBounds.erase(std::find_if(first, last, [node](const auto& item) { return item.second == node; }));
+  m_nodesByBounds.erase(
+      std::find_if(first, last, [node](const auto& item) { return item.second == node; }));
 
   if (entry.indexedAsOpen) {
     m_openNodes.erase(OpenNodeKey(entry.position.key, entry.position.sequence));
@@ -95,7 +99,8 @@ void CStoreIndex::Rebuild(const std::vector<CDiscreteNode*>& nodesInWalkOrder, i
   bool sortedByKey = true;
   for (std::size_t i = 1; i < nodesInWalkOrder.size(); ++i) {
     // Each key must not fall below the one before; a NaN fails this as well.
-    if (!(sense * nodesInWalkOrder[i - 1]->m_dObjective <= sense * nodesInWalkOrder[i]->m_dObjective)) {
+    if (!(sense * nodesInWalkOrder[i - 1]->m_dObjective <=
+          sense * nodesInWalkOrder[i]->m_dObjective)) {
       sortedByKey = false;
     }
   }
@@ -118,7 +123,8 @@ CStoreIndex::CWalkPosition CStoreIndex::WalkPositionOf(const CDiscreteNode* stor
   return EntryOf(storedNode).position;
 }
 
-int CStoreIndex::WalkDirection(const CWalkPosition& position, const CDiscreteNode* storedNode) const {
+int CStoreIndex::WalkDirection(const CWalkPosition& position,
+                               const CDiscreteNode* storedNode) const {
   const double storedKey = m_storeSense * storedNode->m_dObjective;
   if (position.key < storedKey) return -1;
   if (position.key > storedKey) return +1;

@@ -84,22 +84,24 @@ class CStoreIndex {
 
  private:
   struct CEntry {
-    CDiscreteNode* node;    // the stored node
-    CWalkPosition position; // where it sits in the walk
-    std::size_t boundsHash; // hash of its bounds at insertion
-    int32_t nodeNumber;     // its node number at insertion
-    bool indexedAsOpen;     // listed among the open nodes
+    CDiscreteNode* node;     // the stored node
+    CWalkPosition position;  // where it sits in the walk
+    std::size_t boundsHash;  // hash of its bounds at insertion
+    int32_t nodeNumber;      // its node number at insertion
+    bool indexedAsOpen;      // listed among the open nodes
   };
   using OpenNodeKey = std::pair<double, uint64_t>;  // (key, sequence): never NaN
 
   const CEntry& EntryOf(const CDiscreteNode* storedNode) const;
 
   std::unordered_map<const CDiscreteNode*, CEntry> m_entries;  // one per stored node
-  std::unordered_map<int32_t, std::vector<CDiscreteNode*>> m_nodesByNumber;  // each list in insertion order
-  std::unordered_multimap<std::size_t, CDiscreteNode*> m_nodesByBounds;  // bounds hash -> stored nodes
+  // Each list in insertion order
+  std::unordered_map<int32_t, std::vector<CDiscreteNode*>> m_nodesByNumber;
+  // Bounds hash -> stored nodes
+  std::unordered_multimap<std::size_t, CDiscreteNode*> m_nodesByBounds;
   std::map<OpenNodeKey, CDiscreteNode*> m_openNodes;  // open nodes in walk order
-  uint64_t m_nextSequence = 0;     // sequence number of the next insertion
-  int32_t m_storeSense = 0;        // sense of the first insertion into the empty store; 0 while empty
+  uint64_t m_nextSequence = 0;                        // sequence number of the next insertion
+  int32_t m_storeSense = 0;  // sense of the first insertion into the empty store; 0 while empty
   bool m_mirrorsWalkOrder = true;  // the store is sorted by key (see above)
 };
 

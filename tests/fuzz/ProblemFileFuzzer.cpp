@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-#include "ProblemFile.h"
+#include "problem/ProblemFile.h"
 
 namespace {
 

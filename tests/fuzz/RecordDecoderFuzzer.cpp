@@ -21,17 +21,28 @@ namespace {
 
 std::unique_ptr<pvPersistent> MakeRecord(unsigned kind) {
   switch (kind % 11) {
-    case 0: return std::make_unique<CTask>(nullptr);
-    case 1: return std::make_unique<CResult>(nullptr);
-    case 2: return std::make_unique<CIter>(nullptr);
-    case 3: return std::make_unique<CDPoint>(nullptr);
-    case 4: return std::make_unique<CDVar>(nullptr);
-    case 5: return std::make_unique<CDSet>(nullptr);
-    case 6: return std::make_unique<CDResp>(nullptr);
-    case 7: return std::make_unique<CDObj>(nullptr);
-    case 8: return std::make_unique<CDCons>(nullptr);
-    case 9: return std::make_unique<CDEqn>(nullptr);
-    default: return std::make_unique<CDLink>(nullptr);
+    case 0:
+      return std::make_unique<CTask>(nullptr);
+    case 1:
+      return std::make_unique<CResult>(nullptr);
+    case 2:
+      return std::make_unique<CIter>(nullptr);
+    case 3:
+      return std::make_unique<CDPoint>(nullptr);
+    case 4:
+      return std::make_unique<CDVar>(nullptr);
+    case 5:
+      return std::make_unique<CDSet>(nullptr);
+    case 6:
+      return std::make_unique<CDResp>(nullptr);
+    case 7:
+      return std::make_unique<CDObj>(nullptr);
+    case 8:
+      return std::make_unique<CDCons>(nullptr);
+    case 9:
+      return std::make_unique<CDEqn>(nullptr);
+    default:
+      return std::make_unique<CDLink>(nullptr);
   }
 }
 

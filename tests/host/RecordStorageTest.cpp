@@ -61,7 +61,8 @@ TEST(RecordStorageOnFile, RecordsPersistAcrossCloseAndReopen) {
   CDPoint longPoint(GetPOD());  // one long array: 100,000 values
   longPoint.m_nTaskID = 8;
   longPoint.m_vaValues.resize(100000);
-  for (size_t i = 0; i < longPoint.m_vaValues.size(); ++i) longPoint.m_vaValues[i] = 1.0 / (i + 3.0);
+  for (size_t i = 0; i < longPoint.m_vaValues.size(); ++i)
+    longPoint.m_vaValues[i] = 1.0 / (i + 3.0);
   longPoint.PutObject();
   CloseTaskDatabase();
   OpenTaskDatabase(path);

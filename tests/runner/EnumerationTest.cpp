@@ -20,7 +20,7 @@
 #include "ProgramRun.h"
 #include "Records.h"
 #include "TaskDatabase.h"
-#include "TaskResult.h"
+#include "tasks/TaskResult.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 
 #include <cmath>
 
-#include "ExpressionModel.h"
+#include "expressions/ExpressionModel.h"
 
 namespace {
 

@@ -7,10 +7,10 @@
 #include <cmath>
 #include <stdexcept>
 
-#include "Algorithms.h"
-#include "FiniteDifference.h"
-#include "LatinHypercube.h"
-#include "Optimizer.h"
+#include "solver/Algorithms.h"
+#include "solver/FiniteDifference.h"
+#include "solver/LatinHypercube.h"
+#include "solver/Optimizer.h"
 
 namespace {
 
@@ -82,7 +82,8 @@ TEST_P(EveryAlgorithm, ReportsHowItsSearchEnded) {
   nowhere.evaluate = [](const double*, double* objective, double* constraints) {
     *objective = constraints[0] = std::nan("");
   };
-  EXPECT_EQ(Optimize(nowhere, {{2.0, -1.0}}, Settings(GetParam()), 50).Status(), ESolveStatus::NonFinite);
+  EXPECT_EQ(Optimize(nowhere, {{2.0, -1.0}}, Settings(GetParam()), 50).Status(),
+            ESolveStatus::NonFinite);
 }
 
 // A box that holds no feasible point: the search ends at its least

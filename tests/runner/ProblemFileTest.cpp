@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "ProblemFile.h"
+#include "problem/ProblemFile.h"
 
 namespace {
 
@@ -171,7 +171,8 @@ INSTANTIATE_TEST_SUITE_P(
                  "have no assignments or comparisons"},
         CBadCase{5, "objective = \"(w < 3) * t\"",
                  "objective: cannot read '(w < 3) * t': '<' (character 4): expressions have no"},
-        CBadCase{21, "density = \" \"", "plate.toml:21: equations.density: the expression is empty"},
+        CBadCase{21, "density = \" \"",
+                 "plate.toml:21: equations.density: the expression is empty"},
         CBadCase{21, "density = \"7.85, n\"",
                  "plate.toml:21: equations.density: cannot read '7.85, n': ',' (character 5): a "
                  "comma only separates the arguments of a function"},
@@ -198,7 +199,8 @@ TEST(ProblemFile, EveryMistakeIsOneShortLineHoweverLargeTheInput) {
     std::string expected;  // in the one line of the error
   } cases[] = {
       {WithLine(1, "name = 5"), "plate.toml:1: name: 5 is not a text (write it in double quotes)"},
-      {WithLine(21, "density = 7.85"), "plate.toml:21: equations.density: 7.85 is not an expression in double quotes"},
+      {WithLine(21, "density = 7.85"),
+       "plate.toml:21: equations.density: 7.85 is not an expression in double quotes"},
       {WithLine(1, "name = \"" + std::string(300, 'p') + "\""),
        "pppp...\" has 300 characters; a name has at most 100"},
       {std::string(kSoundProblem) + "[variables." + std::string(101, 'v') +

@@ -15,7 +15,7 @@
 
 #include "Records.h"
 #include "TaskDatabaseFixture.h"
-#include "TaskResult.h"
+#include "tasks/TaskResult.h"
 
 namespace {
 

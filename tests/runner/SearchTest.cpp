@@ -7,11 +7,11 @@
 
 #include <stdexcept>
 
-#include "NodeMirror.h"
 #include "Records.h"
-#include "Search.h"
 #include "TaskDatabaseFixture.h"
-#include "TaskWriter.h"
+#include "search/NodeMirror.h"
+#include "search/Search.h"
+#include "tasks/TaskWriter.h"
 
 namespace {
 
@@ -140,8 +140,8 @@ TEST(NodeMirror, ClassifiesNodesAsTheModulesNodeTestDoes) {
   EXPECT_EQ(mirror.IncumbentTask(), 6);
   EXPECT_EQ(mirror.IncumbentObjective(), 6.0);
   EXPECT_EQ(mirror.NodeSolved(7, false, 1.0, 0.0, true),
-            ENodeOutcome::NotConverged);     // never a design ...
-  EXPECT_EQ(mirror.IncumbentTask(), 6);  // ... nor an incumbent
+            ENodeOutcome::NotConverged);  // never a design ...
+  EXPECT_EQ(mirror.IncumbentTask(), 6);   // ... nor an incumbent
 
   CNodeMirror maximising(false, 0.0);
   maximising.NodeSolved(1, true, 7.0, 0.0, true);

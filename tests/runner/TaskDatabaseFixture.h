@@ -8,8 +8,8 @@
 #include <functional>
 #include <string>
 
-#include "ProblemFile.h"
 #include "TaskDatabase.h"
+#include "problem/ProblemFile.h"
 
 class TaskDatabaseTest : public ::testing::Test {
  protected:
@@ -37,5 +37,6 @@ objective = "(x - 1)^2 + (y - 2)^2"
 variables.x = { lower = 0, upper = 3 }
 variables.y = { kind = "integer", lower = 0, upper = 3 }
 constraints.budget = "x + y <= 2"
-)", "small.toml");
+)",
+                      "small.toml");
 }

@@ -5,11 +5,11 @@
 
 #include "Records.h"
 #include "TaskDatabaseFixture.h"
-#include "TaskProblem.h"
-#include "TaskResult.h"
-#include "TaskSolver.h"
-#include "TaskWriter.h"
 #include "Timing.h"
+#include "tasks/TaskProblem.h"
+#include "tasks/TaskResult.h"
+#include "tasks/TaskSolver.h"
+#include "tasks/TaskWriter.h"
 
 namespace {
 
@@ -50,7 +50,8 @@ TEST_F(TaskSolver, SolvesTheTaskAndRecordsItsBestDesignWhereTheModuleLooks) {
     iteration.m_nIter = result.m_nBestIter;
     iteration.m_nSubIter = 0;
   });
-  EXPECT_EQ(Stored<CDPoint>(taskId, [&](CDPoint& point) { point.m_nPointID = best.m_nPointID; }).m_vaValues[1],
+  EXPECT_EQ(Stored<CDPoint>(taskId, [&](CDPoint& point) { point.m_nPointID = best.m_nPointID; })
+                .m_vaValues[1],
             design.values[1]);
 }
 

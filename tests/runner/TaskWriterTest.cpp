@@ -8,8 +8,8 @@
 
 #include "Records.h"
 #include "TaskDatabaseFixture.h"
-#include "TaskProblem.h"
-#include "TaskWriter.h"
+#include "tasks/TaskProblem.h"
+#include "tasks/TaskWriter.h"
 
 namespace {
 

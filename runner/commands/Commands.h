@@ -1,0 +1,50 @@
+#pragma once
+
+// The commands of the `discrete` program (main.cpp reads the command line and
+// maps exceptions to exit codes, ExitCodes.h):
+//
+//   solve    write a problem file into a task database and run the search
+//   show     list a database's tasks, or one task's records in full
+//   tree     a search tree read back from a database, as text or Graphviz
+//   version  the program's and the module's versions
+//
+// Each prints to the given stream and returns its exit code; failures are
+// exceptions (CProblemFileError, CDatabaseError, CTaskDataError,
+// CModuleLoadError, CModuleError).
+
+#include <cstdio>
+#include <optional>
+#include <string>
+
+#include "commands/ExitCodes.h"
+#include "commands/SearchTreeView.h"
+
+struct CSolveOptions {
+  std::string problemFile;               // the problem (TOML)
+  std::string databasePath;              // empty: "<name>.db", or the first free "<name>-<n>.db"
+  std::string logPath;                   // empty: the database path with ".log" for ".db"
+  int logLevel = 1;                      // detail of the log; above 2 the module writes debug lines
+  std::optional<std::string> optimizer;  // overrides the file's algorithm; one of Algorithms()
+  std::optional<int> maxNodes;           // overrides the file's node limit; 0 for none
+  std::optional<double> timeLimit;       // overrides the file's time limit (seconds); 0 for none
+  std::optional<int> retries;            // override the file's optimizer.retries,
+  std::optional<int> rootStarts;         // ... optimizer.root_starts
+  std::optional<int> suspiciousStarts;   // ... and optimizer.suspicious_starts
+  bool quiet = false;                    // no progress line and no notes; the report only
+  double lockTimeout = 30.0;  // seconds to wait for another process's lock on the database
+};
+
+EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages);
+EExitCode RunShow(const std::string& databasePath, std::optional<int> taskId, FILE* out);
+EExitCode RunTree(const std::string& databasePath, std::optional<int> taskId, ETreeFormat format,
+                  FILE* out);
+EExitCode RunVersion(FILE* out);
+
+// Opens an existing task database read-only (ETaskDatabaseAccess::ReadOnly):
+// it never creates one and never writes. Throws CDatabaseError when the file
+// does not exist.
+void OpenExistingDatabase(const std::string& path);
+
+// The database file `solve` writes to when none is given: "<name>.db" in the
+// current folder, or "<name>-2.db", "<name>-3.db", ... when it exists.
+std::string FreeDatabaseName(const std::string& problemName);

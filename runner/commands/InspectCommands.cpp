@@ -1,0 +1,52 @@
+#include <fmt/format.h>
+
+#include <filesystem>
+
+#include "TaskDatabase.h"
+#include "commands/Commands.h"
+#include "commands/TaskListing.h"
+#include "search/DiscreteModule.h"
+#include "tasks/TaskWriter.h"
+
+namespace {
+
+struct CDatabaseSession {
+  explicit CDatabaseSession(const std::string& path) { OpenExistingDatabase(path); }
+  ~CDatabaseSession() { CloseTaskDatabase(); }
+};
+
+}  // namespace
+
+void OpenExistingDatabase(const std::string& path) {
+  if (!std::filesystem::is_regular_file(path))
+    throw CDatabaseError(path + ": no such database file");
+  OpenTaskDatabase(path, ETaskDatabaseAccess::ReadOnly);
+}
+
+EExitCode RunShow(const std::string& databasePath, std::optional<int> taskId, FILE* out) {
+  CDatabaseSession session(databasePath);
+  if (taskId) {
+    PrintTaskRecords(out, *taskId);
+  } else {
+    PrintTaskList(out);
+  }
+  return EExitCode::Success;
+}
+
+EExitCode RunTree(const std::string& databasePath, std::optional<int> taskId, ETreeFormat format,
+                  FILE* out) {
+  CDatabaseSession session(databasePath);
+  const std::vector<int> searchTasks = taskId ? std::vector<int>{*taskId} : SearchTasks();
+  if (searchTasks.empty()) fmt::print(out, "{} holds no search task\n", databasePath);
+  for (int searchTask : searchTasks) PrintSearchTree(out, searchTask, format);
+  return EExitCode::Success;
+}
+
+EExitCode RunVersion(FILE* out) {
+  fmt::print(out, "{}\n", kProgramSignature);
+  const CDiscreteModule module = CDiscreteModule::Load();
+  const CModuleVersion version = module.Version();
+  fmt::print(out, "module {}.{}.{} ({})\n", version.major, version.minor, version.patch,
+             module.Path());
+  return EExitCode::Success;
+}

@@ -1,0 +1,104 @@
+#pragma once
+
+// A mixed-discrete design problem as the user wrote it in a problem file
+// (docs/problem-format.md), after it has been read and checked: every name is
+// unique, every expression uses known names only, every bound pair is ordered.
+//
+// The problem is plain data. ReadProblemFile() (ProblemFile.h) makes it;
+// MoveBoundsOntoAllowedValues() (ProblemBounds.h) adjusts its discrete bounds;
+// WriteSearchTask() (TaskWriter.h) turns it into the records of a search task.
+
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "solver/OptimizerSettings.h"
+
+// What values a design variable may take. The numbers are stored in the task
+// database (CDVar m_vKind) and never change.
+enum class EVariableKind {
+  Continuous = 0,  // any value between its bounds
+  Integer = 1,     // whole numbers between its bounds
+  Set = 2,         // the values of one named set between its bounds
+};
+
+// How a constraint holds its expression against its bound. The numbers are
+// stored in the task database (CDCons m_vKind) and never change.
+enum class EConstraintKind {
+  AtMost = 0,   // expression <= bound
+  AtLeast = 1,  // expression >= bound
+  EqualTo = 2,  // expression == bound
+};
+
+constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
+
+struct CProblemVariable {
+  std::string name;                                // unique among variables and equations
+  EVariableKind kind = EVariableKind::Continuous;  // what values it takes
+  std::string setName;                             // the set of a Set variable; empty otherwise
+  int setIndex = -1;            // index into CProblem::sets of a Set variable; -1 otherwise
+  double lower = 0.0;           // lower bound used by the search; <= upper
+  double upper = 0.0;           // upper bound used by the search
+  double givenLower = 0.0;      // lower bound as written in the file
+  double givenUpper = 0.0;      // upper bound as written in the file
+  double start = kNoValue;      // start value; NaN when the file gives none
+  double scale = 0.0;           // typical magnitude for finite differences; 0 for none
+  double reference = kNoValue;  // published value, for reports; NaN for none
+  std::string description;      // free text
+  std::string units;            // free text
+  int line = 0;                 // line of the file that declares it
+  bool boundsMoved = false;     // bounds were moved onto allowed values
+};
+
+struct CProblemSet {
+  std::string name;            // unique among sets
+  std::vector<double> values;  // allowed values, strictly ascending, at least one
+  int line = 0;                // line of the file that declares it
+};
+
+struct CProblemEquation {
+  std::string name;        // unique among variables and equations
+  std::string expression;  // over variables and the equations declared above it
+  int line = 0;            // line of the file that declares it
+};
+
+struct CProblemConstraint {
+  std::string name;                                // unique among constraints
+  std::string expression;                          // left-hand side, over variables and equations
+  EConstraintKind kind = EConstraintKind::AtMost;  // how it holds
+  double bound = 0.0;                              // right-hand side
+  double scale = 1.0;                              // the violation is divided by it; > 0
+  int line = 0;                                    // line of the file that states it
+};
+
+// When `discrete solve` stops a search before it has explored every node.
+struct CSearchLimits {
+  int maxNodes = 0;        // subtasks to solve at most; 0 for no limit
+  double timeLimit = 0.0;  // wall seconds; 0 for no limit
+};
+
+struct CProblem {
+  std::string file;         // path of the problem file, as given
+  std::string name;         // short name; names the default database file
+  std::string description;  // free text
+  std::string source;       // where the problem is published
+  bool minimize = true;     // sense of the objective
+  double tolerance = 1e-6;  // largest scaled constraint violation still feasible; >= 0
+  int moduleType = 0;       // 0: one start point; 1: several start points
+  int startPoints = 1;      // design points of a module type 1 task (start point included); >= 1
+  unsigned seed = 1;        // seed of the Latin hypercube of module type 1
+  std::string objectiveName = "objective";      // label of the objective
+  std::string objective;                        // the objective's expression
+  double objectiveScale = 1.0;                  // the optimiser works on objective / scale; > 0
+  int objectiveLine = 0;                        // line of the file that states the objective
+  double referenceObjective = kNoValue;         // published optimum; NaN for none
+  double referenceTolerance = 0.0;              // relative tolerance on it; 0 for none
+  std::vector<CProblemVariable> variables;      // in declaration order
+  std::vector<CProblemSet> sets;                // in declaration order
+  std::vector<CProblemEquation> equations;      // in declaration order
+  std::vector<CProblemConstraint> constraints;  // in declaration order
+  // One line per bound or start value moved onto an allowed value
+  std::vector<std::string> boundNotes;
+  COptimizerSettings optimizer;  // continuous optimiser settings
+  CSearchLimits limits;          // search limits (the command line may override them)
+};
