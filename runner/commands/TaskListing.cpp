@@ -10,7 +10,6 @@
 #include "commands/SearchTreeView.h"
 #include "search/SearchState.h"
 #include "solver/Design.h"
-#include "solver/SolveStatus.h"
 #include "tasks/RecordKinds.h"
 #include "tasks/TaskProblem.h"
 #include "tasks/TaskResult.h"
@@ -45,7 +44,7 @@ void PrintTaskLine(FILE* out, const CTask& task, const std::map<int, ENodeOutcom
   CResult result(GetPOD());
   const bool solved = ReadSolvedResult(task.m_nTaskID, result);
   const double tolerance = ConstraintToleranceOf(task);
-  const bool converged = result.m_nStatusCode == static_cast<int>(ESolveStatus::Converged);
+  const bool converged = HasConverged(result);
   std::string node;
   if (const auto fate = fates.find(task.m_nTaskID); fate != fates.end()) {
     node = fate->second == ENodeOutcome::ToBranch && !task.m_vChildTaskIDs.empty()

@@ -7,7 +7,6 @@
 
 #include "Records.h"
 #include "search/NodeMirror.h"
-#include "solver/SolveStatus.h"
 #include "tasks/TaskProblem.h"
 #include "tasks/TaskResult.h"
 
@@ -56,7 +55,7 @@ CSearchState ReadSearchState(int searchTaskId) {
     // branched, so it was not a discrete design.
     const bool discrete = result.m_nDiscreteFeasible != 0 &&
                           (taskId != searchTaskId || searchTask.m_vChildTaskIDs.empty());
-    const bool converged = result.m_nStatusCode == static_cast<int>(ESolveStatus::Converged);
+    const bool converged = HasConverged(result);
     state.outcomes[taskId] =
         replay.NodeSolved(taskId, converged, result.m_dBestObj, result.m_dBestMaxCon, discrete);
   }

@@ -7,6 +7,7 @@
 #include "Records.h"
 #include "ValueAccess.h"
 #include "solver/Design.h"
+#include "tasks/TaskResult.h"
 
 namespace {
 
@@ -68,7 +69,7 @@ void ReadParent(CTaskProblem& task) {
   CResult parent(GetPOD());
   parent.m_nTaskID = task.parentTaskId;
   if (!parent.GetObject()) return;
-  task.parentSolved = parent.m_nNumIters > 0 && std::isfinite(double(parent.m_dBestMaxCon));
+  task.parentSolved = HasConverged(parent);
   task.parentObjective = parent.m_dBestObj;
   task.parentFeasible = IsFeasible(parent.m_dBestMaxCon, task.tolerance);
 }

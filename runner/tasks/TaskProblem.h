@@ -20,7 +20,6 @@
 // the allowed values of each variable from CDVar m_vSetID and CDSet; the
 // parent's result (CResult of CTask m_nParentTaskID) for a subtask.
 
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -28,12 +27,7 @@
 #include "problem/Problem.h"
 #include "solver/AllowedValues.h"
 #include "solver/Optimizer.h"
-
-// A task whose records are missing or do not fit together.
-class CTaskDataError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
+#include "tasks/TaskDataError.h"
 
 struct CTaskProblem {
   int taskId = 0;                                // the task read

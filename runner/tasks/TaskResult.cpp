@@ -3,10 +3,15 @@
 #include <fmt/format.h>
 
 #include "Records.h"
+#include "solver/SolveStatus.h"
 #include "tasks/RecordArrays.h"
-#include "tasks/TaskProblem.h"
+#include "tasks/TaskDataError.h"
 
 bool IsSolved(const CResult& result) { return result.m_nNumIters > 0; }
+
+bool HasConverged(const CResult& result) {
+  return IsSolved(result) && result.m_nStatusCode == static_cast<int>(ESolveStatus::Converged);
+}
 
 bool ReadSolvedResult(int taskId, CResult& result) {
   result.m_nTaskID = taskId;

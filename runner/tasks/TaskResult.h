@@ -18,7 +18,7 @@ struct CTaskDesign {
   std::vector<double> scaledConstraints;  // CResult m_vaBestConValues
 };
 
-// Throws CTaskDataError (TaskProblem.h) when one of the records is missing or
+// Throws CTaskDataError (TaskDataError.h) when one of the records is missing or
 // the task has not been solved.
 CTaskDesign ReadBestDesign(int taskId);
 
@@ -30,6 +30,10 @@ CTaskDesign ReadBestDesign(int taskId);
 // was being solved leaves exactly that record behind. Every reader that
 // shows or uses a task's result asks this predicate.
 bool IsSolved(const CResult& result);
+
+// Whether a solved task's local searches converged (CResult m_nStatusCode,
+// SolveStatus.h): only then does its result stand for the task.
+bool HasConverged(const CResult& result);
 
 // Reads the task's result record into `result` (bound to the open database)
 // and returns whether the task has been solved (IsSolved); false as well when

@@ -89,8 +89,8 @@ std::vector<std::vector<double>> PrepareStartPoints(const CTaskProblem& task) {
 // Moves the discrete values of every run's best design onto their allowed
 // values where they lie within kSnapTolerance of one, evaluates the design
 // there (one analysis each), and chooses the best run again.
-void SnapToAllowedValues(COptimizationResult& result, const CContinuousProblem& problem,
-                         const CTaskProblem& task, int maxImprovements) {
+void SnapRunsToAllowedValues(COptimizationResult& result, const CContinuousProblem& problem,
+                             const CTaskProblem& task, int maxImprovements) {
   for (CLocalRun& run : result.runs) {
     std::vector<double> values = run.best.values;
     if (!SnapToAllowedValues(values, task.allowed, task.lower, task.upper)) continue;
@@ -290,7 +290,7 @@ CTaskSolution SolveTask(int taskId, std::chrono::steady_clock::time_point deadli
   } catch (const std::invalid_argument& error) {  // settings the optimiser does not know
     throw CTaskDataError(fmt::format("task {}: {}", taskId, error.what()));
   }
-  SnapToAllowedValues(result, problem, task, plan.improvementsKept);
+  SnapRunsToAllowedValues(result, problem, task, plan.improvementsKept);
   nNumAnalyses += result.analyses;
   nNumGradCalc += result.gradients;
 
