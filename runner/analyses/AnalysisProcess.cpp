@@ -161,7 +161,7 @@ CEvaluationOutcome ReadOutput(const CAnalysisDefinition& analysis, const std::st
   nlohmann::json json;
   try {
     json = nlohmann::json::parse(text.str());
-  } catch (const nlohmann::json::parse_error& error) {
+  } catch (const nlohmann::json::exception& error) {  // syntax, or a number out of range
     outcome.reason = "output.json is not valid JSON: " + Quote(error.what());
     return outcome;
   }
