@@ -93,11 +93,8 @@ void CheckExpressions(const CProblem& problem, std::vector<CProblemIssue>& issue
   for (const CProblemEquation& equation : problem.equations) {
     // An empty expression (or a value that is none) is already reported while reading.
     if (equation.expression.find_first_not_of(" \t\r\n") != std::string::npos) {
-      CheckExpression(
-          equation.expression, names, equation.line, "equations." + equation.name,
-          " (an equation may use the variables, the responses of analyses and the equations above "
-          "it)",
-          issues);
+      CheckExpression(equation.expression, names, equation.line, "equations." + equation.name,
+                      " (an equation may use the variables and the equations above it)", issues);
     }
     declare(equation.name);
   }

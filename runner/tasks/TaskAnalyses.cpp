@@ -8,7 +8,6 @@
 
 #include "Records.h"
 #include "TaskDatabaseHandle.h"
-#include "tasks/TaskProblem.h"
 
 namespace {
 
@@ -44,7 +43,7 @@ int SearchTaskOf(int taskId) {
     task.m_nTaskID = taskId;
     if (!task.GetObject() || task.m_nParentTaskID == 0) return taskId;
     if (!seen.insert(taskId).second)
-      throw CTaskDataError(fmt::format("task {}: its parents form a cycle", taskId));
+      throw std::invalid_argument(fmt::format("task {}: its parents form a cycle", taskId));
     taskId = task.m_nParentTaskID;
   }
 }
@@ -75,11 +74,7 @@ std::vector<CAnalysisDefinition> ReadTaskAnalyses(int taskId) {
   select.BindInteger(1, searchTaskId);
   while (select.Step()) {
     const std::string name = TextOf(select, 0);
-    try {
-      analyses.push_back(AnalysisFromJson(name, TextOf(select, 1)));
-    } catch (const std::invalid_argument& error) {
-      throw CTaskDataError(fmt::format("task {}: {}", searchTaskId, error.what()));
-    }
+    analyses.push_back(AnalysisFromJson(name, TextOf(select, 1)));
   }
   return analyses;
 }

@@ -19,5 +19,6 @@
 void WriteAnalyses(int searchTaskId, const std::vector<CAnalysisDefinition>& analyses);
 
 // The analyses of the task's search task, in order; none when it has none.
-// Throws CTaskDataError for a definition that cannot be read.
+// Throws std::invalid_argument for a definition that cannot be read or
+// parents that form a cycle.
 std::vector<CAnalysisDefinition> ReadTaskAnalyses(int taskId);

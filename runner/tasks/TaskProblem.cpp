@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <cmath>
+#include <stdexcept>
 
 #include "Records.h"
 #include "ValueAccess.h"
@@ -157,7 +158,11 @@ CTaskProblem ReadTaskProblem(int taskId) {
   ReadModel(task);
   ReadObjectiveAndConstraints(task);
   ReadParent(task);
-  task.analyses = ReadTaskAnalyses(taskId);
+  try {
+    task.analyses = ReadTaskAnalyses(taskId);
+  } catch (const std::invalid_argument& error) {
+    throw CTaskDataError(fmt::format("task {}: {}", taskId, error.what()));
+  }
   for (const CAnalysisDefinition& analysis : task.analyses) {
     task.model.inputNames.insert(task.model.inputNames.end(), analysis.writes.begin(),
                                  analysis.writes.end());
