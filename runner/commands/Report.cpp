@@ -6,6 +6,7 @@
 
 #include "Records.h"
 #include "Timing.h"
+#include "analyses/AnalysisEvaluator.h"
 #include "solver/Design.h"
 #include "tasks/TaskProblem.h"
 #include "tasks/TaskResult.h"
@@ -160,6 +161,10 @@ void PrintEffort(FILE* out, const CSearchOutcome& outcome) {
                  ? fmt::format(" ({} of them not converged)", outcome.nodesNotConverged)
                  : "",
              nNumAnalyses, nNumGradCalc, outcome.seconds);
+  if (const CAnalysisCounts& counts = AnalysisCounts(); counts.evaluations > 0) {
+    fmt::print(out, "Analysis programs: {} evaluations run, {} failed\n", counts.evaluations,
+               counts.failed);
+  }
   fmt::print(out,
              "Time (s): optimiser {:.3f}, database reads {:.3f}, database writes {:.3f}, discrete "
              "set-up {:.3f}\n",

@@ -89,6 +89,17 @@ void ReportCommittedSearch(FILE* out, int searchTaskId, const std::string& datab
 
 }  // namespace
 
+// Analyses without a work_folder work in "<database without .db>.work"
+// beside the database.
+void SetDefaultWorkFolder(CProblem& problem, const std::string& databasePath) {
+  std::filesystem::path folder = std::filesystem::absolute(databasePath);
+  if (folder.extension() == ".db") folder.replace_extension();
+  folder += ".work";
+  for (CAnalysisDefinition& analysis : problem.analyses) {
+    if (analysis.workFolder.empty()) analysis.workFolder = folder.lexically_normal().string();
+  }
+}
+
 std::string FreeDatabaseName(const std::string& problemName) {
   std::string candidate = problemName + ".db";
   for (int n = 2; std::filesystem::exists(candidate); ++n)
@@ -111,6 +122,7 @@ EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages) {
       fmt::print(messages, "{}.db exists already; writing to {}\n", problem.name, databasePath);
     }
   }
+  SetDefaultWorkFolder(problem, databasePath);
   const bool addsToExistingDatabase = std::filesystem::exists(databasePath);
   const std::string logPath = options.logPath.empty() ? LogPathFor(databasePath) : options.logPath;
   CheckOutputFiles(databasePath, logPath);

@@ -79,6 +79,7 @@ void Compile(mu::Parser& parser, const std::string& expression, CExpressionError
 
 CExpressionModel::CExpressionModel(const CModelDefinition& definition)
     : m_variableValues(definition.variableNames.size(), 0.0),
+      m_inputValues(definition.inputNames.size(), 0.0),
       m_equationValues(definition.equations.size(), 0.0) {
   // A parser for the expression at `index` of `where`, knowing the variables
   // and the first `equationCount` equations.
@@ -86,6 +87,9 @@ CExpressionModel::CExpressionModel(const CModelDefinition& definition)
     auto parser = MakeParser();
     for (size_t j = 0; j < definition.variableNames.size(); ++j) {
       DefineName(*parser, definition.variableNames[j], &m_variableValues[j], where, index);
+    }
+    for (size_t j = 0; j < definition.inputNames.size(); ++j) {
+      DefineName(*parser, definition.inputNames[j], &m_inputValues[j], where, index);
     }
     for (size_t j = 0; j < equationCount; ++j) {
       DefineName(*parser, definition.equations[j].first, &m_equationValues[j], where, index);
@@ -116,6 +120,11 @@ void CExpressionModel::Evaluate(const double* design, double* responses) {
   for (size_t i = 0; i < m_responseParsers.size(); ++i) {
     responses[i] = m_responseParsers[i]->Eval();
   }
+}
+
+void CExpressionModel::Evaluate(const double* design, const double* inputs, double* responses) {
+  std::copy(inputs, inputs + m_inputValues.size(), m_inputValues.begin());
+  Evaluate(design, responses);
 }
 
 double CExpressionModel::EvaluateConstant(const std::string& expression) {

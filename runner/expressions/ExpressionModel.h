@@ -39,6 +39,9 @@ struct CModelDefinition {
   // (name, expression), in evaluation order
   std::vector<std::pair<std::string, std::string>> equations;
   std::vector<std::string> responses;  // response expressions, in response order
+  // Names of values computed outside (the responses of analysis programs),
+  // bound like variables; given to Evaluate() beside the design
+  std::vector<std::string> inputNames;
 };
 
 // An expression that cannot be compiled, or a name muParser cannot take. Says
@@ -80,6 +83,9 @@ class CExpressionModel {
   // values, `responses` receives ResponseCount() values. Domain errors (sqrt of
   // a negative number, division by zero) give NaN or infinity, not exceptions.
   void Evaluate(const double* design, double* responses);
+  // The same for a model with inputs: `inputs` holds InputCount() values.
+  void Evaluate(const double* design, const double* inputs, double* responses);
+  int InputCount() const { return static_cast<int>(m_inputValues.size()); }
 
   // Evaluates an expression that uses no variable (the right-hand side of a
   // constraint). Throws CExpressionError (as response 0) when it does not
@@ -96,6 +102,7 @@ class CExpressionModel {
 
  private:
   std::vector<double> m_variableValues;  // current design; fixed size, parsers point into it
+  std::vector<double> m_inputValues;     // current inputs; fixed size, parsers point into it
   // Current equation values; fixed size, parsers point into it
   std::vector<double> m_equationValues;
   std::vector<std::unique_ptr<mu::Parser>> m_equationParsers;  // one per equation, in order

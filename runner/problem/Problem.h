@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "analyses/AnalysisDefinition.h"
 #include "solver/OptimizerSettings.h"
 
 // What values a design variable may take. The numbers are stored in the task
@@ -97,6 +98,10 @@ struct CProblem {
   std::vector<CProblemSet> sets;                // in declaration order
   std::vector<CProblemEquation> equations;      // in declaration order
   std::vector<CProblemConstraint> constraints;  // in declaration order
+  // External analysis programs, in declaration order; their programs resolved
+  // to absolute paths, their work folder still to be set by SolveCommand
+  // when the file gives none
+  std::vector<CAnalysisDefinition> analyses;
   // One line per bound or start value moved onto an allowed value
   std::vector<std::string> boundNotes;
   COptimizerSettings optimizer;  // continuous optimiser settings

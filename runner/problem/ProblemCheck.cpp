@@ -57,6 +57,15 @@ void CheckNames(const CProblem& problem, std::vector<CProblemIssue>& issues) {
   for (const CProblemEquation& equation : problem.equations) {
     check(equation.name, equation.line, "equations." + equation.name, "equation");
   }
+  // Responses of analyses are bound like variables; an analysis' name names
+  // its working folder, so it keeps to the same rule.
+  for (const CAnalysisDefinition& analysis : problem.analyses) {
+    const std::string path = "analyses." + analysis.name;
+    if (const auto mistake = NameMistake(analysis.name))
+      issues.push_back({analysis.line, path, *mistake});
+    for (const std::string& response : analysis.writes)
+      check(response, analysis.line, path + ".writes", "response");
+  }
 }
 
 void CheckExpression(const std::string& expression, const std::vector<std::string>& names, int line,
@@ -78,6 +87,9 @@ void CheckExpressions(const CProblem& problem, std::vector<CProblemIssue>& issue
     if (!NameMistake(name)) names.push_back(name);
   };
   for (const CProblemVariable& variable : problem.variables) declare(variable.name);
+  for (const CAnalysisDefinition& analysis : problem.analyses) {
+    for (const std::string& response : analysis.writes) declare(response);
+  }
   for (const CProblemEquation& equation : problem.equations) {
     // An empty expression (or a value that is none) is already reported while reading.
     if (equation.expression.find_first_not_of(" \t\r\n") != std::string::npos) {

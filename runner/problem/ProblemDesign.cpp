@@ -15,17 +15,6 @@ constexpr double kSmallestInteger = std::numeric_limits<int32_t>::min();
 constexpr double kLargestInteger = std::numeric_limits<int32_t>::max();
 constexpr long long kMostSetValues = 1000000;
 
-// The entries of a table in the order they appear in the file (toml++ keeps
-// tables sorted by key; declaration order numbers the design variables).
-std::vector<std::pair<std::string, const toml::node*>> InFileOrder(const toml::table& table) {
-  std::vector<std::pair<std::string, const toml::node*>> entries;
-  for (auto&& [key, node] : table) entries.emplace_back(std::string(key.str()), &node);
-  std::stable_sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) {
-    return a.second->source().begin < b.second->source().begin;
-  });
-  return entries;
-}
-
 // The values of a set: a list of numbers, or a range {from, to, step}.
 void ReadSet(CTableReader& sets, const std::string& name, const toml::node& node, CProblemSet& set,
              std::vector<CProblemIssue>& issues) {

@@ -278,6 +278,7 @@ CProblem ParseProblem(std::string_view text, const std::string& fileName) {
   ReadEquations(top, problem, issues);
   ReadObjective(top, problem, issues);
   ReadConstraints(top, problem, issues);
+  ReadAnalyses(top, problem, issues);
   ReadOptimizer(top, problem.optimizer, issues);
   ReadLimits(top, problem.limits, issues);
   ReadReference(top, problem, issues);

@@ -28,6 +28,15 @@ size_t EditDistance(const std::string& a, const std::string& b) {
 
 }  // namespace
 
+std::vector<std::pair<std::string, const toml::node*>> InFileOrder(const toml::table& table) {
+  std::vector<std::pair<std::string, const toml::node*>> entries;
+  for (auto&& [key, node] : table) entries.emplace_back(std::string(key.str()), &node);
+  std::stable_sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) {
+    return a.second->source().begin < b.second->source().begin;
+  });
+  return entries;
+}
+
 int LineOf(const toml::node& node) { return static_cast<int>(node.source().begin.line); }
 
 std::string Describe(const toml::node& node) {

@@ -18,6 +18,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "problem/ProblemIssue.h"
@@ -59,6 +60,9 @@ class CTableReader {
   std::set<std::string> m_knownKeys;     // keys asked for so far
 };
 
+// The entries of a table in the order they appear in the file (toml++ keeps
+// tables sorted by key; declaration order numbers the design variables).
+std::vector<std::pair<std::string, const toml::node*>> InFileOrder(const toml::table& table);
 // The line of a TOML node (0 when toml++ does not know it).
 int LineOf(const toml::node& node);
 // A TOML value written back for a message ("60", "\"abc\"", "[1, 2]"), long

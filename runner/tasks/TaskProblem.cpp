@@ -3,10 +3,12 @@
 #include <fmt/format.h>
 
 #include <cmath>
+#include <stdexcept>
 
 #include "Records.h"
 #include "ValueAccess.h"
 #include "solver/Design.h"
+#include "tasks/TaskAnalyses.h"
 #include "tasks/TaskResult.h"
 
 namespace {
@@ -157,6 +159,15 @@ CTaskProblem ReadTaskProblem(int taskId) {
   ReadModel(task);
   ReadObjectiveAndConstraints(task);
   ReadParent(task);
+  try {
+    task.analyses = ReadTaskAnalyses(taskId);
+  } catch (const std::invalid_argument& error) {
+    throw CTaskDataError(fmt::format("task {}: {}", taskId, error.what()));
+  }
+  for (const CAnalysisDefinition& analysis : task.analyses) {
+    task.model.inputNames.insert(task.model.inputNames.end(), analysis.writes.begin(),
+                                 analysis.writes.end());
+  }
   return task;
 }
 
@@ -172,7 +183,8 @@ double ScaledConstraintValue(EConstraintKind kind, double value, double bound, d
   return kind == EConstraintKind::AtLeast ? (bound - value) / scale : (value - bound) / scale;
 }
 
-CContinuousProblem MakeContinuousProblem(const CTaskProblem& task, CExpressionModel& model) {
+CContinuousProblem MakeContinuousProblem(const CTaskProblem& task, CExpressionModel& model,
+                                         CAnalysisEvaluator* analyses) {
   CContinuousProblem problem;
   problem.lower = task.lower;
   problem.upper = task.upper;
@@ -183,9 +195,8 @@ CContinuousProblem MakeContinuousProblem(const CTaskProblem& task, CExpressionMo
   problem.minimize = task.minimize;
   problem.objectiveScale = task.objectiveScale;
   problem.tolerance = task.tolerance;
-  problem.evaluate = [&task, &model, responses = std::vector<double>(model.ResponseCount())](
-                         const double* design, double* objective, double* constraints) mutable {
-    model.Evaluate(design, responses.data());
+  auto fill = [&task](const std::vector<double>& responses, double* objective,
+                      double* constraints) {
     *objective = responses[task.objectiveResponse];
     for (size_t k = 0; k < task.constraintResponses.size(); ++k) {
       constraints[k] =
@@ -193,5 +204,34 @@ CContinuousProblem MakeContinuousProblem(const CTaskProblem& task, CExpressionMo
                                 task.constraintBounds[k], task.constraintScales[k]);
     }
   };
+  if (analyses == nullptr) {
+    problem.evaluate = [fill, &model, responses = std::vector<double>(model.ResponseCount())](
+                           const double* design, double* objective, double* constraints) mutable {
+      model.Evaluate(design, responses.data());
+      fill(responses, objective, constraints);
+    };
+  } else {
+    problem.evaluate = [fill, &model, analyses,
+                        inputs = std::vector<double>(analyses->InputCount()),
+                        responses = std::vector<double>(model.ResponseCount())](
+                           const double* design, double* objective, double* constraints) mutable {
+      analyses->Evaluate(design, inputs.data());
+      model.Evaluate(design, inputs.data(), responses.data());
+      fill(responses, objective, constraints);
+    };
+  }
   return problem;
+}
+
+std::vector<double> ResponsesOf(CExpressionModel& model, CAnalysisEvaluator* analyses,
+                                const std::vector<double>& design) {
+  std::vector<double> responses(model.ResponseCount());
+  if (analyses == nullptr) {
+    model.Evaluate(design.data(), responses.data());
+  } else {
+    std::vector<double> inputs(analyses->InputCount());
+    analyses->Evaluate(design.data(), inputs.data());
+    model.Evaluate(design.data(), inputs.data(), responses.data());
+  }
+  return responses;
 }

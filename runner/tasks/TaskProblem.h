@@ -23,6 +23,7 @@
 #include <string>
 #include <vector>
 
+#include "analyses/AnalysisEvaluator.h"
 #include "expressions/ExpressionModel.h"
 #include "problem/Problem.h"
 #include "solver/AllowedValues.h"
@@ -30,16 +31,17 @@
 #include "tasks/TaskDataError.h"
 
 struct CTaskProblem {
-  int taskId = 0;                                // the task read
-  int moduleType = 0;                            // 0 one start point, 1 several
-  bool minimize = true;                          // sense of the objective
-  double tolerance = 0.0;                        // constraint tolerance
-  std::vector<std::string> variableNames;        // one per design variable
-  std::vector<double> lower;                     // lower bounds
-  std::vector<double> upper;                     // upper bounds; >= lower
-  std::vector<double> typicalMagnitude;          // for finite differences; > 0
-  std::vector<double> relativeStep;              // per-variable finite-difference step; 0 default
-  CModelDefinition model;                        // variables, equations, responses
+  int taskId = 0;                          // the task read
+  int moduleType = 0;                      // 0 one start point, 1 several
+  bool minimize = true;                    // sense of the objective
+  double tolerance = 0.0;                  // constraint tolerance
+  std::vector<std::string> variableNames;  // one per design variable
+  std::vector<double> lower;               // lower bounds
+  std::vector<double> upper;               // upper bounds; >= lower
+  std::vector<double> typicalMagnitude;    // for finite differences; > 0
+  std::vector<double> relativeStep;        // per-variable finite-difference step; 0 default
+  CModelDefinition model;  // variables, analysis responses (as inputs), equations, responses
+  std::vector<CAnalysisDefinition> analyses;     // of its search task (TaskAnalyses.h)
   std::vector<std::string> responseNames;        // one per response
   int objectiveResponse = 0;                     // response that is the objective
   double objectiveScale = 1.0;                   // > 0
@@ -76,5 +78,14 @@ bool MinimizesObjective(const CTask& task);
 double ScaledConstraintValue(EConstraintKind kind, double value, double bound, double scale);
 
 // The problem for the optimiser, evaluating through `model` (compiled from
-// task.model), which must outlive the result.
-CContinuousProblem MakeContinuousProblem(const CTaskProblem& task, CExpressionModel& model);
+// task.model), which must outlive the result. A task with analyses runs them
+// through `analyses` (made from task.analyses, outliving the result too)
+// before the expressions of each design; without, `analyses` is null and the
+// expressions are all there is.
+CContinuousProblem MakeContinuousProblem(const CTaskProblem& task, CExpressionModel& model,
+                                         CAnalysisEvaluator* analyses = nullptr);
+
+// The responses of one design: the analyses (when `analyses` is not null),
+// then the expressions.
+std::vector<double> ResponsesOf(CExpressionModel& model, CAnalysisEvaluator* analyses,
+                                const std::vector<double>& design);

@@ -10,6 +10,7 @@
 #include <memory>
 #include <stdexcept>
 
+#include "LogFile.h"
 #include "Records.h"
 #include "Timing.h"
 #include "solver/LatinHypercube.h"
@@ -22,6 +23,21 @@
 namespace {
 
 constexpr int kImprovementsKeptPerRun = 50;  // module type 0
+
+// The task's compiled expressions and, for a task with analyses, the
+// programs run before them.
+struct CTaskModel {
+  std::unique_ptr<CExpressionModel> expressions;
+  std::unique_ptr<CAnalysisEvaluator> analyses;  // null without analyses
+};
+
+// A failed evaluation of an analysis program, in the log (stderr without one).
+void LogAnalysisFailure(const std::string& line) {
+  if (CLogFile* log = GetCurrentLog())
+    log->WriteLine("ANALYSIS", line.c_str());
+  else
+    fmt::print(stderr, "{}\n", line);
+}
 
 std::string LocalTimeNow() {
   const std::time_t now = std::time(nullptr);
@@ -123,7 +139,7 @@ bool IsSuspicious(const CTaskProblem& task, const CEvaluatedDesign& best) {
                        : best.objective < task.parentObjective - gap;
 }
 
-void WriteIteration(const CTaskProblem& task, CExpressionModel& model, int iteration, int run,
+void WriteIteration(const CTaskProblem& task, CTaskModel& model, int iteration, int run,
                     int pointId, const CEvaluatedDesign& design) {
   CIter record(GetPOD());
   record.m_nTaskID = task.taskId;
@@ -131,9 +147,8 @@ void WriteIteration(const CTaskProblem& task, CExpressionModel& model, int itera
   record.m_nSubIter = run;
   record.m_nPointID = pointId;
   record.m_vaConValues = ToValarray(design.constraints);
-  std::vector<double> responses(model.ResponseCount());
-  model.Evaluate(design.values.data(), responses.data());
-  record.m_vaRespValues = ToValarray(responses);
+  record.m_vaRespValues =
+      ToValarray(ResponsesOf(*model.expressions, model.analyses.get(), design.values));
   record.m_dObjective = design.objective;
   record.m_dMaxCon = design.maxConstraint;
   record.m_nNumAnalyses = design.analysis;
@@ -162,7 +177,7 @@ struct CBestIteration {
 // the best run first; returns where the best design is. `pointCount` comes in
 // as the number of start points stored before the run and leaves as the
 // number the task then has.
-CBestIteration WriteIterations(const CTaskProblem& task, CExpressionModel& model,
+CBestIteration WriteIterations(const CTaskProblem& task, CTaskModel& model,
                                const COptimizationResult& result, int& pointCount,
                                int& iterationCount) {
   for (const CLocalRun& run : result.runs) {
@@ -189,9 +204,8 @@ CBestIteration WriteIterations(const CTaskProblem& task, CExpressionModel& model
 }
 
 // Returns whether this was the task's first run (no iteration recorded before).
-bool WriteResult(const CTaskProblem& task, CExpressionModel& model,
-                 const COptimizationResult& result, const CBestIteration& best, int pointCount,
-                 int iterationCount, double seconds) {
+bool WriteResult(const CTaskProblem& task, CTaskModel& model, const COptimizationResult& result,
+                 const CBestIteration& best, int pointCount, int iterationCount, double seconds) {
   CResult record(GetPOD());
   record.m_nTaskID = task.taskId;
   const bool existed = record.GetObject();
@@ -215,9 +229,8 @@ bool WriteResult(const CTaskProblem& task, CExpressionModel& model,
   record.m_strMessage = fmt::format("{}; {} local search{}", result.runs[result.bestRun].statusText,
                                     result.runs.size(), result.runs.size() == 1 ? "" : "es");
   record.m_vaBestConValues = ToValarray(design.constraints);
-  std::vector<double> responses(model.ResponseCount());
-  model.Evaluate(design.values.data(), responses.data());
-  record.m_vaBestRespValues = ToValarray(responses);
+  record.m_vaBestRespValues =
+      ToValarray(ResponsesOf(*model.expressions, model.analyses.get(), design.values));
   std::vector<double> runObjectives;
   for (const CLocalRun& run : result.runs) runObjectives.push_back(run.best.objective);
   record.m_vaRunObjectives = ToValarray(runObjectives);
@@ -266,9 +279,9 @@ CTaskSolution SolveTask(int taskId, std::chrono::steady_clock::time_point deadli
     task = ReadTaskProblem(taskId);
     starts = PrepareStartPoints(task);
   }
-  std::unique_ptr<CExpressionModel> model;
+  CTaskModel model;
   try {
-    model = std::make_unique<CExpressionModel>(task.model);
+    model.expressions = std::make_unique<CExpressionModel>(task.model);
   } catch (const CExpressionError& error) {
     const bool isEquation = error.Where() == CExpressionError::EWhere::Equation;
     const std::string& name =
@@ -276,7 +289,16 @@ CTaskSolution SolveTask(int taskId, std::chrono::steady_clock::time_point deadli
     throw CTaskDataError(fmt::format("task {}: {} '{}': {}", taskId,
                                      isEquation ? "equation" : "response", name, error.what()));
   }
-  CContinuousProblem problem = MakeContinuousProblem(task, *model);
+  if (!task.analyses.empty()) {
+    try {
+      model.analyses = std::make_unique<CAnalysisEvaluator>(task.analyses, task.variableNames,
+                                                            LogAnalysisFailure);
+    } catch (const std::invalid_argument& error) {
+      throw CTaskDataError(fmt::format("task {}: {}", taskId, error.what()));
+    }
+  }
+  CContinuousProblem problem =
+      MakeContinuousProblem(task, *model.expressions, model.analyses.get());
   problem.deadline = deadline;
   CSolvePlan plan;
   plan.settings = task.optimizer;
@@ -297,11 +319,10 @@ CTaskSolution SolveTask(int taskId, std::chrono::steady_clock::time_point deadli
   CLock lock(GetPOD(), 0);
   int pointCount = static_cast<int>(starts.size());
   int iterationCount = 0;
-  const CBestIteration best = WriteIterations(task, *model, result, pointCount, iterationCount);
+  const CBestIteration best = WriteIterations(task, model, result, pointCount, iterationCount);
   const double seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
-  const bool firstRun =
-      WriteResult(task, *model, result, best, pointCount, iterationCount, seconds);
+  const bool firstRun = WriteResult(task, model, result, best, pointCount, iterationCount, seconds);
   UpdateTask(task, result, startTime, seconds, firstRun);
 
   CTaskSolution solution;

@@ -9,6 +9,7 @@
 #include "Records.h"
 #include "tasks/RecordArrays.h"
 #include "tasks/RecordKinds.h"
+#include "tasks/TaskAnalyses.h"
 
 const char* const kProgramSignature = "discrete 1.0.0";
 
@@ -227,6 +228,7 @@ int WriteSearchTask(const CProblem& problem) {
   links.m_nTaskID = taskId;
   links.PutObject();
   WriteStartPoint(taskId, problem, database);
+  WriteAnalyses(taskId, problem.analyses);
   lock.UnLock();  // commits the task; a failed commit throws
   return taskId;
 }

@@ -274,7 +274,8 @@ INSTANTIATE_TEST_SUITE_P(Published, Example,
                                            CExample{"gear_train.toml", 2.700857e-12, 1e-5},
                                            CExample{"coil_spring.toml", 2.658559, 1e-6},
                                            CExample{"speed_reducer.toml", 2994.471066, 1e-7},
-                                           CExample{"process_synthesis.toml", 7.667180, 1e-6}),
+                                           CExample{"process_synthesis.toml", 7.667180, 1e-6},
+                                           CExample{"cantilever.toml", 2449.4897428, 1e-6}),
                          [](const ::testing::TestParamInfo<CExample>& info) {
                            std::string name = info.param.file;
                            return name.substr(0, name.find('.'));

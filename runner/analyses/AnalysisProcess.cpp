@@ -1,0 +1,233 @@
+#include "analyses/AnalysisProcess.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <thread>
+
+extern char** environ;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Longest piece of a program's output quoted in a reason.
+constexpr size_t kLongestQuote = 60;
+
+std::string Quote(std::string text) {
+  for (char& c : text)
+    if (c == '\n' || c == '\r' || c == '\t') c = ' ';
+  if (text.size() > kLongestQuote) text = text.substr(0, kLongestQuote) + "...";
+  return text;
+}
+
+// Waits for the process up to `deadline`; true once it has ended. It is left
+// unreaped, so that its id, which names its process group, cannot be reused
+// before the group is killed. Polls, sleeping longer the longer it runs (at
+// most 20 ms).
+bool WaitUntil(pid_t pid, Clock::time_point deadline) {
+  auto pause = std::chrono::microseconds(200);
+  for (;;) {
+    siginfo_t info{};
+    const int result = waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOHANG | WNOWAIT);
+    if (result == 0 && info.si_pid == pid) return true;
+    if (result < 0 && errno != EINTR) return true;  // not ours any more: nothing to wait for
+    if (Clock::now() >= deadline) return false;
+    std::this_thread::sleep_for(pause);
+    pause = std::min(pause * 2, std::chrono::microseconds(20000));
+  }
+}
+
+// Kills what is left of the process group (children that outlived the
+// program could still write to the folder) and reaps the program; returns its
+// wait status.
+int EndGroup(pid_t pid) {
+  kill(-pid, SIGKILL);
+  int status = 0;
+  while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+  }
+  return status;
+}
+
+// Ends a program that ran out of time: SIGTERM to its group, then SIGKILL
+// after the grace.
+void TerminateGroup(pid_t pid) {
+  kill(-pid, SIGTERM);
+  WaitUntil(pid, Clock::now() + kTerminationGrace);
+  EndGroup(pid);
+}
+
+// Starts the program; returns its pid, or -1 with `why` set.
+pid_t Spawn(const CAnalysisDefinition& analysis, const std::string& evaluationId,
+            const std::string& folder, std::string& why) {
+  std::vector<std::string> environment;
+  for (char** entry = environ; *entry != nullptr; ++entry) {
+    if (std::strncmp(*entry, "DISCRETE_", 9) != 0) environment.emplace_back(*entry);
+  }
+  environment.push_back("DISCRETE_EVALUATION_ID=" + evaluationId);
+  environment.push_back("DISCRETE_WORK_FOLDER=" + folder);
+  environment.push_back("DISCRETE_INPUT=" + folder + "/input.json");
+  environment.push_back("DISCRETE_OUTPUT=" + folder + "/output.json");
+  std::vector<char*> envp;
+  for (std::string& entry : environment) envp.push_back(entry.data());
+  envp.push_back(nullptr);
+  std::vector<std::string> arguments = analysis.command;
+  std::vector<char*> argv;
+  for (std::string& argument : arguments) argv.push_back(argument.data());
+  argv.push_back(nullptr);
+
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+  const std::string out = folder + "/stdout.txt";
+  const std::string err = folder + "/stderr.txt";
+  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out.c_str(),
+                                   O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, err.c_str(),
+                                   O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setflags(&attributes,
+                           POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+  posix_spawnattr_setpgroup(&attributes, 0);
+  sigset_t signals;
+  sigemptyset(&signals);
+  posix_spawnattr_setsigmask(&attributes, &signals);
+  sigaddset(&signals, SIGPIPE);
+  sigaddset(&signals, SIGTERM);
+  sigaddset(&signals, SIGINT);
+  posix_spawnattr_setsigdefault(&attributes, &signals);
+  pid_t pid = -1;
+  const int error = posix_spawn(&pid, argv[0], &actions, &attributes, argv.data(), envp.data());
+  posix_spawnattr_destroy(&attributes);
+  posix_spawn_file_actions_destroy(&actions);
+  if (error != 0) {
+    why = fmt::format("cannot run '{}': {}", Quote(analysis.command[0]), std::strerror(error));
+    return -1;
+  }
+  return pid;
+}
+
+// How the program ended, as a reason; empty for exit status 0.
+std::string EndOf(int status) {
+  if (WIFEXITED(status)) {
+    return WEXITSTATUS(status) == 0 ? ""
+                                    : fmt::format("exited with status {}", WEXITSTATUS(status));
+  }
+  if (WIFSIGNALED(status)) {
+    const int signal = WTERMSIG(status);
+    return fmt::format("killed by signal {} ({})", signal, strsignal(signal));
+  }
+  return "ended abnormally";
+}
+
+// The responses in output.json, or a reason.
+CEvaluationOutcome ReadOutput(const CAnalysisDefinition& analysis, const std::string& folder) {
+  CEvaluationOutcome outcome;
+  const std::string path = folder + "/output.json";
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) {
+    outcome.reason = fmt::format("no output.json: {}", std::strerror(errno));
+    return outcome;
+  }
+  if (!S_ISREG(status.st_mode)) {
+    outcome.reason = "output.json is not a regular file";
+    return outcome;
+  }
+  if (static_cast<unsigned long long>(status.st_size) > kLargestOutput) {
+    outcome.reason = fmt::format("output.json holds {} bytes, more than the {} MiB allowed",
+                                 status.st_size, kLargestOutput >> 20);
+    return outcome;
+  }
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream text;
+  if (!file || !(text << file.rdbuf())) {
+    outcome.reason = "cannot read output.json";
+    return outcome;
+  }
+  nlohmann::json json;
+  try {
+    json = nlohmann::json::parse(text.str());
+  } catch (const nlohmann::json::exception& error) {  // syntax, or a number out of range
+    outcome.reason = "output.json is not valid JSON: " + Quote(error.what());
+    return outcome;
+  }
+  if (!json.is_object()) {
+    outcome.reason = "output.json is not a JSON object";
+    return outcome;
+  }
+  for (const std::string& name : analysis.writes) {
+    const auto found = json.find(name);
+    if (found == json.end()) {
+      outcome.reason = fmt::format("output.json lacks the response '{}'", name);
+      return outcome;
+    }
+    if (!found->is_number()) {
+      outcome.reason = fmt::format("response '{}' is not a number: {}", name, Quote(found->dump()));
+      return outcome;
+    }
+    const double value = found->get<double>();
+    if (!std::isfinite(value)) {
+      outcome.reason = fmt::format("response '{}' is not finite: {}", name, Quote(found->dump()));
+      return outcome;
+    }
+    outcome.values.push_back(value);
+  }
+  for (const auto& [key, value] : json.items()) {
+    if (std::find(analysis.writes.begin(), analysis.writes.end(), key) == analysis.writes.end()) {
+      outcome.values.clear();
+      outcome.reason =
+          fmt::format("output.json holds '{}', which the analysis does not write", Quote(key));
+      return outcome;
+    }
+  }
+  outcome.succeeded = true;
+  return outcome;
+}
+
+}  // namespace
+
+CEvaluationOutcome RunEvaluation(const CAnalysisDefinition& analysis,
+                                 const std::string& evaluationId, const std::string& folder,
+                                 const std::vector<std::pair<std::string, double>>& inputs) {
+  CEvaluationOutcome outcome;
+  nlohmann::json input = nlohmann::json::object();
+  for (const auto& [name, value] : inputs) input[name] = value;
+  {
+    std::ofstream file(folder + "/input.json");
+    file << input.dump() << '\n';
+    if (!file.flush()) {
+      outcome.reason = "cannot write input.json";
+      return outcome;
+    }
+  }
+  const pid_t pid = Spawn(analysis, evaluationId, folder, outcome.reason);
+  if (pid < 0) return outcome;
+  const Clock::time_point deadline =
+      analysis.timeLimit > 0 ? Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                                                  std::chrono::duration<double>(analysis.timeLimit))
+                             : Clock::time_point::max();
+  if (!WaitUntil(pid, deadline)) {
+    TerminateGroup(pid);
+    outcome.reason = fmt::format("ran out of its time limit of {:g} s", analysis.timeLimit);
+    return outcome;
+  }
+  if (const std::string end = EndOf(EndGroup(pid)); !end.empty()) {
+    outcome.reason = end;
+    return outcome;
+  }
+  return ReadOutput(analysis, folder);
+}

@@ -1,0 +1,40 @@
+#pragma once
+
+// One evaluation of an external analysis program: the exchange of
+// docs/problem-format.md ("Analyses") in a working folder that the caller has
+// made and that is empty.
+//
+//   input.json    written here: {"b": 0.3, "h": 0.5}, the variables it reads
+//   the program   run in the folder through posix_spawn (no shell), in a
+//                 process group of its own, with DISCRETE_EVALUATION_ID,
+//                 DISCRETE_WORK_FOLDER, DISCRETE_INPUT and DISCRETE_OUTPUT
+//                 set, stdout and stderr going to stdout.txt and stderr.txt
+//   output.json   written by the program: {"stress": 1.2e8, ...}, exactly
+//                 the responses it writes, finite numbers
+//
+// Every way an evaluation can fail is an outcome with a one-line reason, not
+// an exception: the program cannot be started, exits with a status other
+// than 0, dies by a signal, runs out of time (its process group gets SIGTERM,
+// then SIGKILL after kTerminationGrace), leaves no output.json, one larger
+// than kLargestOutput, one that is not valid JSON or not an object, or one
+// whose responses are missing, extra, not numbers or not finite.
+
+#include <chrono>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "analyses/AnalysisDefinition.h"
+
+constexpr std::chrono::milliseconds kTerminationGrace{2000};
+constexpr size_t kLargestOutput = size_t{16} << 20;
+
+struct CEvaluationOutcome {
+  bool succeeded = false;
+  std::vector<double> values;  // one per response written, when it succeeded
+  std::string reason;          // one line, when it failed
+};
+
+CEvaluationOutcome RunEvaluation(const CAnalysisDefinition& analysis,
+                                 const std::string& evaluationId, const std::string& folder,
+                                 const std::vector<std::pair<std::string, double>>& inputs);

@@ -1,0 +1,134 @@
+// Reading [analyses.NAME] tables and the work_folder key (docs/problem-format.md).
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "expressions/MessageText.h"
+#include "problem/ProblemSections.h"
+
+namespace {
+
+constexpr long long kMostRetries = 1000;
+
+// A list of texts; nothing (and an issue) when it is not one.
+std::optional<std::vector<std::string>> TextList(CTableReader& reader, const std::string& key) {
+  const toml::node* node = reader.Node(key);
+  if (node == nullptr) return std::nullopt;
+  const toml::array* array = node->as_array();
+  std::vector<std::string> texts;
+  if (array != nullptr) {
+    for (const toml::node& element : *array) {
+      if (!element.is_string()) break;
+      texts.push_back(*element.value<std::string>());
+    }
+  }
+  if (array == nullptr || texts.size() != array->size()) {
+    reader.Report(key, fmt::format("{} is not a list of texts", Describe(*node)));
+    return std::nullopt;
+  }
+  return texts;
+}
+
+std::string FolderOf(const std::string& file) {
+  const std::filesystem::path folder = std::filesystem::path(file).parent_path();
+  return folder.empty() ? "." : folder.string();
+}
+
+void ReadCommand(CTableReader& reader, const std::string& baseFolder,
+                 CAnalysisDefinition& analysis) {
+  const auto command = TextList(reader, "command");
+  if (!reader.Node("command")) return reader.Report("command", "missing; a command is required");
+  if (!command) return;
+  if (command->empty())
+    return reader.Report("command", "the list is empty; name the program first");
+  analysis.command = *command;
+  std::string why;
+  const std::string program = ResolveProgram(analysis.command[0], baseFolder, why);
+  if (program.empty()) return reader.Report("command", why);
+  analysis.command[0] = program;
+}
+
+void ReadNames(CTableReader& reader, const CProblem& problem, CAnalysisDefinition& analysis) {
+  if (const auto reads = TextList(reader, "reads")) {
+    for (const std::string& name : *reads) {
+      const bool isVariable =
+          std::any_of(problem.variables.begin(), problem.variables.end(),
+                      [&](const CProblemVariable& variable) { return variable.name == name; });
+      if (!isVariable)
+        reader.Report("reads", fmt::format("'{}' is not a design variable", Excerpt(name)));
+    }
+    // In the problem's order of variables, each once.
+    for (const CProblemVariable& variable : problem.variables) {
+      if (std::find(reads->begin(), reads->end(), variable.name) != reads->end())
+        analysis.reads.push_back(variable.name);
+    }
+  } else if (reader.Node("reads") == nullptr) {
+    for (const CProblemVariable& variable : problem.variables)
+      analysis.reads.push_back(variable.name);
+  }
+  if (const auto writes = TextList(reader, "writes")) {
+    if (writes->empty()) reader.Report("writes", "the list is empty; name at least one response");
+    analysis.writes = *writes;
+  } else if (reader.Node("writes") == nullptr) {
+    reader.Report("writes", "missing; the responses it writes are required");
+  }
+}
+
+void ReadHandling(CTableReader& reader, CAnalysisDefinition& analysis) {
+  if (const auto seconds = reader.Number("time_limit", ERequired::No)) {
+    if (*seconds <= 0)
+      reader.Report("time_limit", fmt::format("{} is not above 0", FormatNumber(*seconds)));
+    analysis.timeLimit = std::max(0.0, *seconds);
+  }
+  if (const auto retries = reader.Integer("retries", ERequired::No)) {
+    if (*retries < 0 || *retries > kMostRetries)
+      reader.Report("retries", fmt::format("{} is not between 0 and {}", *retries, kMostRetries));
+    analysis.retries = static_cast<int>(std::clamp<long long>(*retries, 0, kMostRetries));
+  }
+  if (const auto keep = reader.Text("keep", ERequired::No)) {
+    if (*keep == "all")
+      analysis.keep = EKeepFolders::All;
+    else if (*keep == "none")
+      analysis.keep = EKeepFolders::None;
+    else if (*keep != "failed")
+      reader.Report("keep",
+                    fmt::format("\"{}\" is not a choice; use \"failed\", \"all\" or \"none\"",
+                                Excerpt(*keep)));
+  }
+}
+
+}  // namespace
+
+void ReadAnalyses(CTableReader& top, CProblem& problem, std::vector<CProblemIssue>& issues) {
+  const std::string baseFolder = FolderOf(problem.file);
+  std::string workFolder;
+  if (const auto folder = top.Text("work_folder", ERequired::No)) {
+    if (folder->empty()) top.Report("work_folder", "the folder is empty");
+    workFolder = std::filesystem::absolute(std::filesystem::path(baseFolder) / *folder)
+                     .lexically_normal()
+                     .string();
+  }
+  const toml::table* analyses = top.Table("analyses", ERequired::No);
+  if (analyses == nullptr) return;
+  for (const auto& [name, node] : InFileOrder(*analyses)) {
+    CAnalysisDefinition analysis;
+    analysis.name = name;
+    analysis.line = LineOf(*node);
+    analysis.workFolder = workFolder;
+    const toml::table* table = node->as_table();
+    if (table == nullptr) {
+      issues.push_back(
+          {analysis.line, "analyses." + name,
+           fmt::format("{} is not a table {{command, writes, ...}}", Describe(*node))});
+      continue;
+    }
+    CTableReader reader(*table, "analyses." + name, issues);
+    ReadCommand(reader, baseFolder, analysis);
+    ReadNames(reader, problem, analysis);
+    ReadHandling(reader, analysis);
+    reader.ReportUnknownKeys();
+    problem.analyses.push_back(std::move(analysis));
+  }
+}
