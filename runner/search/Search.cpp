@@ -78,8 +78,10 @@ CSearchOutcome CBranchAndBoundSearch::Run(int searchTaskId) {
     if (subtaskId != 0) {
       CLock step(GetPOD(), 0);
       StopEarly(ESearchEnd::TimeLimit);
+      step.UnLock();
+    } else {
+      m_outcome.end = ESearchEnd::TimeLimit;
     }
-    m_outcome.end = ESearchEnd::TimeLimit;
     subtaskId = 0;
   }
   while (subtaskId != 0) {

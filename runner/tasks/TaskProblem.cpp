@@ -71,7 +71,7 @@ void ReadParent(CTaskProblem& task) {
   CResult parent(GetPOD());
   parent.m_nTaskID = task.parentTaskId;
   if (!parent.GetObject()) return;
-  task.parentSolved = HasConverged(parent);
+  task.parentConverged = HasConverged(parent);
   task.parentObjective = parent.m_dBestObj;
   task.parentFeasible = IsFeasible(parent.m_dBestMaxCon, task.tolerance);
 }

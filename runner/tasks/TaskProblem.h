@@ -54,8 +54,8 @@ struct CTaskProblem {
   int initMode = 0;                     // 0 the solver makes points 1.. ; 11 they are given
   uint32_t seed = 1;                    // seed of the Latin hypercube
   std::vector<CAllowedValues> allowed;  // allowed values of each variable
-  int parentTaskId = 0;       // the task it was derived from; 0 for a search task or a plain task
-  bool parentSolved = false;  // the parent has a solution of its own (below)
+  int parentTaskId = 0;  // the task it was derived from; 0 for a search task or a plain task
+  bool parentConverged = false;  // the parent has a solution of its own (below)
   double parentObjective = 0.0;  // the parent's best objective
   bool parentFeasible = false;   // the parent's best design is feasible
 };

@@ -127,12 +127,12 @@ void SnapRunsToAllowedValues(COptimizationResult& result, const CContinuousProbl
   }
 }
 
-// A subtask's result is suspicious when its parent was solved and it is
+// A subtask's result is suspicious when its parent converged and it is
 // infeasible where the parent was feasible, or worse than the parent by more
 // than a thousandth of the parent's objective (at least the tolerance): a
 // local optimum of the node's box may then hide a better one.
 bool IsSuspicious(const CTaskProblem& task, const CEvaluatedDesign& best) {
-  if (task.parentTaskId == 0 || !task.parentSolved || !task.parentFeasible) return false;
+  if (task.parentTaskId == 0 || !task.parentConverged || !task.parentFeasible) return false;
   if (!IsFeasible(best.maxConstraint, task.tolerance)) return true;
   const double gap = std::max(task.tolerance, 1e-3 * std::fabs(task.parentObjective));
   return task.minimize ? best.objective > task.parentObjective + gap
