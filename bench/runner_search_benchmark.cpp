@@ -39,7 +39,10 @@ void BM_WholeSearch(benchmark::State& state, const std::string& example) {
     const int gradientsBefore = nNumGradCalc;
     OpenTaskDatabase(database.string());
     const int searchTask = WriteSearchTask(problem);
-    CBranchAndBoundSearch search(module, SolveTask, observer, problem.limits, nullptr);
+    const FSolveTask solveTask = [](int taskId, std::chrono::steady_clock::time_point deadline) {
+      return SolveTask(taskId, {deadline, 1});
+    };
+    CBranchAndBoundSearch search(module, solveTask, observer, problem.limits, nullptr);
     outcome = search.Run(searchTask);
     CloseTaskDatabase();
     analyses = nNumAnalyses - analysesBefore;

@@ -30,6 +30,17 @@ void CSqliteStatement::BindBlob(int index, const void* data, size_t size) {
   if (resultCode != SQLITE_OK) ThrowSqliteError(m_connection, resultCode, m_text);
 }
 
+void CSqliteStatement::BindDouble(int index, double value) {
+  const int resultCode = sqlite3_bind_double(m_statement, index, value);
+  if (resultCode != SQLITE_OK) ThrowSqliteError(m_connection, resultCode, m_text);
+}
+
+void CSqliteStatement::BindText(int index, const std::string& text) {
+  const int resultCode = sqlite3_bind_text64(m_statement, index, text.data(), text.size(),
+                                             SQLITE_TRANSIENT, SQLITE_UTF8);
+  if (resultCode != SQLITE_OK) ThrowSqliteError(m_connection, resultCode, m_text);
+}
+
 bool CSqliteStatement::Step() {
   std::chrono::steady_clock::time_point firstBusy;
   for (bool busyBefore = false;; busyBefore = true) {
@@ -79,4 +90,15 @@ const unsigned char* CSqliteStatement::ColumnBlobData(int column) const {
 
 size_t CSqliteStatement::ColumnBlobSize(int column) const {
   return static_cast<size_t>(sqlite3_column_bytes(m_statement, column));
+}
+
+double CSqliteStatement::ColumnDouble(int column) const {
+  return sqlite3_column_double(m_statement, column);
+}
+
+std::string CSqliteStatement::ColumnText(int column) const {
+  const unsigned char* text = sqlite3_column_text(m_statement, column);  // before its size
+  if (text == nullptr) return "";
+  return std::string(reinterpret_cast<const char*>(text),
+                     static_cast<size_t>(sqlite3_column_bytes(m_statement, column)));
 }

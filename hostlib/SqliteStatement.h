@@ -37,8 +37,10 @@ class CSqliteStatement {
 
   // Parameters are numbered from 1.
   void BindInteger(int index, int64_t value);
+  void BindDouble(int index, double value);
   // The bytes are not copied: they must stay valid until Reset().
   void BindBlob(int index, const void* data, size_t size);
+  void BindText(int index, const std::string& text);  // copied
 
   // Runs to the next result row: true with a row to read, false when the
   // statement has finished. Waits while another process holds the write lock,
@@ -56,6 +58,8 @@ class CSqliteStatement {
   // requires); valid until the next Step() or Reset().
   const unsigned char* ColumnBlobData(int column) const;
   size_t ColumnBlobSize(int column) const;
+  double ColumnDouble(int column) const;
+  std::string ColumnText(int column) const;  // "" for NULL
 
  private:
   sqlite3* m_connection;      // not owned; outlives the statement

@@ -135,6 +135,11 @@ int main(int argc, char** argv) {
       ->add_option("--suspicious-starts", solve.suspiciousStarts,
                    "further start points for a subtask whose result looks suspicious")
       ->check(CLI::Range(0, 1000));
+  solveCommand
+      ->add_option("--jobs,-j", solve.jobs,
+                   "evaluations of analysis programs run at the same time (default: the number of "
+                   "cores)")
+      ->check(CLI::Range(1, 1024));
   solveCommand->add_flag("--quiet", solve.quiet, "no progress line and no notes; the report only");
   solveCommand
       ->add_option("--lock-timeout", solve.lockTimeout,
@@ -147,6 +152,9 @@ int main(int argc, char** argv) {
       app.add_subcommand("show", "list the tasks of a database, or one task's records");
   showCommand->add_option("database", database, "task database")->required();
   showCommand->add_option("task", taskId, "task id: print all its records");
+  bool allEvaluations = false;
+  showCommand->add_flag("--evaluations", allEvaluations,
+                        "list every evaluation of analysis programs, not only the failed ones");
 
   std::string format = "text";
   CLI::App* treeCommand = app.add_subcommand("tree", "print the search tree stored in a database");
@@ -172,7 +180,8 @@ int main(int argc, char** argv) {
     solve.optimizer = optimizer;
     return Guarded([&] { return RunSolve(solve, stdout, stderr); });
   }
-  if (showCommand->parsed()) return Guarded([&] { return RunShow(database, taskId, stdout); });
+  if (showCommand->parsed())
+    return Guarded([&] { return RunShow(database, taskId, allEvaluations, stdout); });
   if (treeCommand->parsed()) {
     const ETreeFormat treeFormat = format == "dot" ? ETreeFormat::Dot : ETreeFormat::Text;
     return Guarded([&] { return RunTree(database, taskId, treeFormat, stdout); });

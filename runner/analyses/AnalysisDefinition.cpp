@@ -45,6 +45,14 @@ std::string AnalysisToJson(const CAnalysisDefinition& analysis) {
   return json.dump();
 }
 
+std::string AnalysisSignature(const CAnalysisDefinition& analysis) {
+  const nlohmann::json json = {{"name", analysis.name},
+                               {"command", analysis.command},
+                               {"reads", analysis.reads},
+                               {"writes", analysis.writes}};
+  return json.dump();
+}
+
 CAnalysisDefinition AnalysisFromJson(const std::string& name, const std::string& text) {
   CAnalysisDefinition analysis;
   analysis.name = name;

@@ -29,6 +29,11 @@ struct CAnalysisDefinition {
 std::string AnalysisToJson(const CAnalysisDefinition& analysis);
 CAnalysisDefinition AnalysisFromJson(const std::string& name, const std::string& json);
 
+// What identifies the analysis in the store of evaluations (EvaluationStore.h):
+// its name, command, reads and writes as a JSON text. Time limit, retries and
+// folders do not change what a program answers, so they are left out.
+std::string AnalysisSignature(const CAnalysisDefinition& analysis);
+
 // "failed", "all", "none"
 const char* KeepName(EKeepFolders keep);
 

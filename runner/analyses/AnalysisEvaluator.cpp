@@ -5,25 +5,35 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <limits>
+#include <mutex>
 #include <stdexcept>
 #include <system_error>
 
 #include "analyses/AnalysisProcess.h"
+#include "analyses/Concurrently.h"
 
 namespace {
 
-// Next evaluation id to try, per analysis folder, in this process.
+std::mutex& FolderMutex() {
+  static std::mutex mutex;
+  return mutex;
+}
+
+// Next evaluation id to try, per analysis folder, in this process; guarded by FolderMutex().
 std::map<std::string, long>& NextIds() {
   static std::map<std::string, long> next;
   return next;
 }
 
 // Makes a fresh evaluation folder under `analysisFolder`; returns its id, or
-// an empty string with `why` set.
+// an empty string with `why` set. Thread-safe.
 std::string ClaimFolder(const std::string& analysisFolder, std::string& folder, std::string& why) {
+  std::lock_guard<std::mutex> hold(FolderMutex());
   std::error_code error;
   std::filesystem::create_directories(analysisFolder, error);
   long& next = NextIds().emplace(analysisFolder, 1).first->second;
@@ -45,7 +55,23 @@ bool Keeps(EKeepFolders keep, bool succeeded) {
   return keep == EKeepFolders::All || (keep == EKeepFolders::Failed && !succeeded);
 }
 
+std::vector<double> NotANumber(size_t count) {
+  return std::vector<double>(count, std::numeric_limits<double>::quiet_NaN());
+}
+
 }  // namespace
+
+const char* TryStatusName(ETryStatus status) {
+  switch (status) {
+    case ETryStatus::Succeeded:
+      return "succeeded";
+    case ETryStatus::Retried:
+      return "retried";
+    case ETryStatus::Failed:
+      break;
+  }
+  return "failed";
+}
 
 CAnalysisCounts& AnalysisCounts() {
   static CAnalysisCounts counts;
@@ -54,10 +80,8 @@ CAnalysisCounts& AnalysisCounts() {
 
 CAnalysisEvaluator::CAnalysisEvaluator(std::vector<CAnalysisDefinition> analyses,
                                        const std::vector<std::string>& variableNames,
-                                       CReport report)
-    : m_analyses(std::move(analyses)),
-      m_variableCount(variableNames.size()),
-      m_report(std::move(report)) {
+                                       CEvaluatorSettings settings)
+    : m_analyses(std::move(analyses)), m_settings(std::move(settings)) {
   for (const CAnalysisDefinition& analysis : m_analyses) {
     if (analysis.workFolder.empty())
       throw std::invalid_argument(fmt::format("analysis '{}' has no work folder", analysis.name));
@@ -75,49 +99,125 @@ CAnalysisEvaluator::CAnalysisEvaluator(std::vector<CAnalysisDefinition> analyses
   }
 }
 
-void CAnalysisEvaluator::Evaluate(const double* design, double* inputs) {
-  std::vector<double> key(design, design + m_variableCount);
-  if (const auto found = m_evaluated.find(key); found != m_evaluated.end()) {
-    std::copy(found->second.begin(), found->second.end(), inputs);
-    return;
-  }
-  double* values = inputs;
-  for (size_t a = 0; a < m_analyses.size(); ++a) {
-    EvaluateOne(a, design, values);
-    values += m_analyses[a].writes.size();
-  }
-  m_evaluated.emplace(std::move(key), std::vector<double>(inputs, values));
+std::string CAnalysisEvaluator::InputsOf(size_t analysis, const double* design) const {
+  std::vector<std::pair<std::string, double>> read;
+  for (size_t i = 0; i < m_readIndices[analysis].size(); ++i)
+    read.emplace_back(m_analyses[analysis].reads[i], design[m_readIndices[analysis][i]]);
+  return InputJson(read);
 }
 
-void CAnalysisEvaluator::EvaluateOne(size_t index, const double* design, double* values) {
-  const CAnalysisDefinition& analysis = m_analyses[index];
-  std::vector<std::pair<std::string, double>> inputs;
-  for (size_t i = 0; i < analysis.reads.size(); ++i)
-    inputs.emplace_back(analysis.reads[i], design[m_readIndices[index][i]]);
-  const std::string analysisFolder = analysis.workFolder + "/" + analysis.name;
-  const int tries = analysis.retries + 1;
-  for (int attempt = 1; attempt <= tries; ++attempt) {
-    std::string folder;
-    CEvaluationOutcome outcome;
-    const std::string id = ClaimFolder(analysisFolder, folder, outcome.reason);
-    if (!id.empty()) outcome = RunEvaluation(analysis, id, folder, inputs);
-    ++AnalysisCounts().evaluations;
-    if (!id.empty() && !Keeps(analysis.keep, outcome.succeeded)) {
-      std::error_code ignored;
-      std::filesystem::remove_all(folder, ignored);
+bool CAnalysisEvaluator::ReadsFiniteValues(size_t analysis, const double* design) const {
+  for (size_t index : m_readIndices[analysis])
+    if (!std::isfinite(design[index])) return false;
+  return true;
+}
+
+void CAnalysisEvaluator::Prepare(const std::vector<std::vector<double>>& designs) {
+  if (m_settings.jobs <= 1) return;  // nothing gained: Evaluate runs them in turn
+  std::vector<const double*> pointers;
+  for (const std::vector<double>& design : designs) pointers.push_back(design.data());
+  Answer(pointers, m_settings.jobs);
+}
+
+void CAnalysisEvaluator::Evaluate(const double* design, double* inputs) {
+  double* values = inputs;
+  for (size_t a = 0; a < m_analyses.size(); ++a) {
+    auto found = m_answers.find({a, InputsOf(a, design)});
+    if (found == m_answers.end()) {
+      Answer({design}, 1);
+      found = m_answers.find({a, InputsOf(a, design)});
     }
-    if (outcome.succeeded) {
-      std::copy(outcome.values.begin(), outcome.values.end(), values);
-      return;
-    }
-    ++AnalysisCounts().failed;
-    if (m_report) {
-      m_report(fmt::format("analysis {}, evaluation {} (try {} of {}) failed: {}{}", analysis.name,
-                           id.empty() ? "-" : id, attempt, tries, outcome.reason,
-                           id.empty() || !Keeps(analysis.keep, false)
-                               ? ""
-                               : fmt::format("; folder kept: {}", folder)));
+    values = std::copy(found->second.begin(), found->second.end(), values);
+  }
+}
+
+void CAnalysisEvaluator::Answer(const std::vector<const double*>& designs, int jobs) {
+  std::vector<CPending> pending;
+  std::map<std::pair<size_t, std::string>, size_t> pendingIndex;
+  for (const double* design : designs) {
+    for (size_t a = 0; a < m_analyses.size(); ++a) {
+      std::pair<size_t, std::string> key{a, InputsOf(a, design)};
+      if (m_answers.count(key) != 0 || pendingIndex.count(key) != 0) continue;
+      if (!ReadsFiniteValues(a, design)) {  // an optimiser's NaN iterate: no program sees it
+        m_answers.emplace(std::move(key), NotANumber(m_analyses[a].writes.size()));
+        continue;
+      }
+      std::vector<double> responses;
+      if (m_settings.store != nullptr &&
+          m_settings.store->Find(m_analyses[a], key.second, responses)) {
+        ++AnalysisCounts().served;
+        m_answers.emplace(std::move(key), std::move(responses));
+        continue;
+      }
+      pendingIndex.emplace(key, pending.size());
+      CPending next;
+      next.analysis = a;
+      next.evaluation.inputs = std::move(key.second);
+      pending.push_back(std::move(next));
     }
   }
-  std::fill(values, values + analysis.writes.size(), std::numeric_limits<double>::quiet_NaN());
+  RunConcurrently(pending.size(), jobs, [&](size_t i) {
+    CPending& item = pending[i];
+    item.evaluation = RunTries(item.analysis, item.evaluation.inputs);
+  });
+  Record(pending);
+}
+
+CEvaluation CAnalysisEvaluator::RunTries(size_t index, const std::string& inputs) const {
+  const CAnalysisDefinition& analysis = m_analyses[index];
+  const std::string analysisFolder = analysis.workFolder + "/" + analysis.name;
+  CEvaluation evaluation;
+  evaluation.inputs = inputs;
+  const int tries = analysis.retries + 1;
+  for (int attempt = 1; attempt <= tries; ++attempt) {
+    const auto started = std::chrono::steady_clock::now();
+    CEvaluationTry thisTry;
+    std::string folder;
+    CEvaluationOutcome outcome;
+    thisTry.id = ClaimFolder(analysisFolder, folder, outcome.reason);
+    if (!thisTry.id.empty()) outcome = RunEvaluation(analysis, thisTry.id, folder, inputs);
+    if (!thisTry.id.empty()) {
+      if (Keeps(analysis.keep, outcome.succeeded)) {
+        thisTry.folder = folder;
+      } else {
+        std::error_code ignored;
+        std::filesystem::remove_all(folder, ignored);
+      }
+    }
+    thisTry.seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+    thisTry.status = outcome.succeeded ? ETryStatus::Succeeded
+                     : attempt < tries ? ETryStatus::Retried
+                                       : ETryStatus::Failed;
+    thisTry.responses = std::move(outcome.values);
+    thisTry.reason = std::move(outcome.reason);
+    evaluation.tries.push_back(std::move(thisTry));
+    if (evaluation.tries.back().status == ETryStatus::Succeeded) break;
+  }
+  return evaluation;
+}
+
+void CAnalysisEvaluator::Record(std::vector<CPending>& pending) {
+  for (CPending& item : pending) {
+    const CAnalysisDefinition& analysis = m_analyses[item.analysis];
+    const std::vector<CEvaluationTry>& tries = item.evaluation.tries;
+    for (size_t t = 0; t < tries.size(); ++t) {
+      ++AnalysisCounts().evaluations;
+      if (tries[t].status == ETryStatus::Succeeded) continue;
+      ++AnalysisCounts().failed;
+      if (!m_settings.report) continue;
+      m_settings.report(fmt::format(
+          "analysis {}, evaluation {} (try {} of {}) failed: {}{}", analysis.name,
+          tries[t].id.empty() ? "-" : tries[t].id, t + 1, analysis.retries + 1, tries[t].reason,
+          tries[t].folder.empty() ? "" : fmt::format("; folder kept: {}", tries[t].folder)));
+    }
+    const CEvaluationTry& last = tries.back();
+    m_answers[{item.analysis, item.evaluation.inputs}] =
+        last.status == ETryStatus::Succeeded ? last.responses : NotANumber(analysis.writes.size());
+  }
+  if (m_settings.store == nullptr || pending.empty()) return;
+  std::vector<CEvaluationStore::CItem> items;
+  for (const CPending& item : pending)
+    items.push_back({&m_analyses[item.analysis], &item.evaluation});
+  m_settings.store->Save(items);
 }

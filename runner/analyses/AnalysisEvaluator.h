@@ -1,26 +1,35 @@
 #pragma once
 
 // The analyses of a problem evaluated for designs: before the expressions of
-// a design are evaluated, each analysis runs once (serially, in the order of
-// the problem file), and its responses become inputs of the expressions.
+// a design are evaluated, each analysis runs once, and its responses become
+// inputs of the expressions.
 //
-//   CAnalysisEvaluator evaluator(task.analyses, task.variableNames, LogLine);
+//   CAnalysisEvaluator evaluator(task.analyses, task.variableNames, settings);
+//   evaluator.Prepare(designs);                  // optional: all at once
 //   std::vector<double> inputs(evaluator.InputCount());
 //   evaluator.Evaluate(design, inputs.data());   // NaN for a failed analysis
 //
-// A failed evaluation (AnalysisProcess.h) is tried again as the analysis'
-// `retries` says, each try a fresh evaluation in a fresh folder; when every
-// try failed, the analysis' responses are NaN, which the optimiser takes as a
-// design it cannot use. Each failed try is reported in one line naming the
-// analysis, the evaluation, the reason and the kept folder.
+// Each analysis is asked once per design it has not answered yet: first the
+// store (EvaluationStore.h), then the program. A failed evaluation
+// (AnalysisProcess.h) is tried again as the analysis' `retries` says, each try
+// in a fresh folder; when every try failed, the analysis' responses are NaN,
+// which the optimiser takes as a design it cannot use. Each failed try is
+// reported in one line naming the analysis, the evaluation, the reason and the
+// kept folder. Every try goes to the store. A design with a value that is
+// not a finite number (an optimiser gone astray) is never sent to a program:
+// its responses are NaN.
+//
+// Concurrency: Prepare runs the evaluations of designs that do not depend on
+// each other (a finite-difference Jacobian, several start points) up to
+// `jobs` at a time; Evaluate then answers them from memory. Everything but
+// the programs themselves (the store, reports, counts) happens on the calling
+// thread, in the order of the designs, so that the records do not depend on
+// which program finished first.
 //
 // Working folders: <workFolder>/<analysis>/<evaluation id>/, the id being a
 // number that is taken by creating its folder (so that no two evaluations, of
 // this process or another, share one). A folder is removed after the
 // evaluation unless `keep` says otherwise ("failed": only failed ones stay).
-//
-// Designs already evaluated by this evaluator are answered from memory: the
-// solver asks again for the responses of designs it records.
 
 #include <functional>
 #include <map>
@@ -28,39 +37,65 @@
 #include <vector>
 
 #include "analyses/AnalysisDefinition.h"
+#include "analyses/EvaluationStore.h"
 
 // Evaluations of analysis programs in this process, for the report.
 struct CAnalysisCounts {
   long evaluations = 0;  // evaluations run, tries included
   long failed = 0;       // of them, those that failed
+  long served = 0;       // designs answered from the store instead
 };
 CAnalysisCounts& AnalysisCounts();
 
+struct CEvaluatorSettings {
+  int jobs = 1;  // evaluations run at the same time by Prepare
+  // Receives the line of each failed try; may be empty.
+  std::function<void(const std::string& line)> report;
+  CEvaluationStore* store = nullptr;  // not owned; may be null: nothing stored
+};
+
 class CAnalysisEvaluator {
  public:
-  using CReport = std::function<void(const std::string& line)>;
-
   // Throws std::invalid_argument unless every name in an analysis' `reads`
   // is one of `variableNames` and every analysis has a work folder.
   CAnalysisEvaluator(std::vector<CAnalysisDefinition> analyses,
-                     const std::vector<std::string>& variableNames, CReport report);
+                     const std::vector<std::string>& variableNames, CEvaluatorSettings settings);
 
   // The responses of all analyses, in order: the first analysis' writes, then
   // the second's, ...
   const std::vector<std::string>& InputNames() const { return m_inputNames; }
   int InputCount() const { return static_cast<int>(m_inputNames.size()); }
 
+  // Evaluates, up to `jobs` at a time, what the designs (one value per
+  // variable each) need and nothing answers yet.
+  void Prepare(const std::vector<std::vector<double>>& designs);
+
   // `design` holds one value per variable; `inputs` receives InputCount().
   void Evaluate(const double* design, double* inputs);
 
  private:
-  // The analysis' responses for the design, with its retries; NaN when all failed.
-  void EvaluateOne(size_t index, const double* design, double* values);
+  // An evaluation still to be run: which analysis, for which input.
+  struct CPending {
+    size_t analysis = 0;
+    CEvaluation evaluation;  // its input first, its tries once it ran
+  };
+
+  // Whether every value the analysis reads of the design is a finite number.
+  bool ReadsFiniteValues(size_t analysis, const double* design) const;
+  // input.json's text of the analysis for the design.
+  std::string InputsOf(size_t analysis, const double* design) const;
+  // Answers every (analysis, design) pair that has no answer yet, from the
+  // store or by running the programs `jobs` at a time.
+  void Answer(const std::vector<const double*>& designs, int jobs);
+  // The tries of one evaluation (thread-safe).
+  CEvaluation RunTries(size_t analysis, const std::string& inputs) const;
+  // Counts, reports and stores the evaluations just run, and remembers their answers.
+  void Record(std::vector<CPending>& pending);
 
   std::vector<CAnalysisDefinition> m_analyses;
   std::vector<std::vector<size_t>> m_readIndices;  // per analysis: the variables it reads
   std::vector<std::string> m_inputNames;
-  size_t m_variableCount;
-  CReport m_report;
-  std::map<std::vector<double>, std::vector<double>> m_evaluated;  // design -> inputs
+  CEvaluatorSettings m_settings;
+  // (analysis, input.json text) -> its responses (NaN when it failed)
+  std::map<std::pair<size_t, std::string>, std::vector<double>> m_answers;
 };

@@ -200,15 +200,19 @@ CEvaluationOutcome ReadOutput(const CAnalysisDefinition& analysis, const std::st
 
 }  // namespace
 
-CEvaluationOutcome RunEvaluation(const CAnalysisDefinition& analysis,
-                                 const std::string& evaluationId, const std::string& folder,
-                                 const std::vector<std::pair<std::string, double>>& inputs) {
-  CEvaluationOutcome outcome;
+std::string InputJson(const std::vector<std::pair<std::string, double>>& inputs) {
   nlohmann::json input = nlohmann::json::object();
   for (const auto& [name, value] : inputs) input[name] = value;
+  return input.dump();
+}
+
+CEvaluationOutcome RunEvaluation(const CAnalysisDefinition& analysis,
+                                 const std::string& evaluationId, const std::string& folder,
+                                 const std::string& inputJson) {
+  CEvaluationOutcome outcome;
   {
     std::ofstream file(folder + "/input.json");
-    file << input.dump() << '\n';
+    file << inputJson << '\n';
     if (!file.flush()) {
       outcome.reason = "cannot write input.json";
       return outcome;

@@ -35,6 +35,12 @@ struct CEvaluationOutcome {
   std::string reason;          // one line, when it failed
 };
 
+// input.json's text for the values an analysis reads: a JSON object whose
+// numbers read back to exactly the same doubles.
+std::string InputJson(const std::vector<std::pair<std::string, double>>& inputs);
+
+// Runs one evaluation with `inputJson` (InputJson) as its input.json. Safe to
+// call from several threads at once, for different folders.
 CEvaluationOutcome RunEvaluation(const CAnalysisDefinition& analysis,
                                  const std::string& evaluationId, const std::string& folder,
-                                 const std::vector<std::pair<std::string, double>>& inputs);
+                                 const std::string& inputJson);

@@ -30,12 +30,16 @@ struct CSolveOptions {
   std::optional<int> retries;            // override the file's optimizer.retries,
   std::optional<int> rootStarts;         // ... optimizer.root_starts
   std::optional<int> suspiciousStarts;   // ... and optimizer.suspicious_starts
-  bool quiet = false;                    // no progress line and no notes; the report only
+  int jobs = 0;               // analysis evaluations run at the same time; 0: the number of cores
+  bool quiet = false;         // no progress line and no notes; the report only
   double lockTimeout = 30.0;  // seconds to wait for another process's lock on the database
 };
 
 EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages);
-EExitCode RunShow(const std::string& databasePath, std::optional<int> taskId, FILE* out);
+// The task list and the failed evaluations of analysis programs (all of them
+// with `allEvaluations`), or one task's records and evaluations.
+EExitCode RunShow(const std::string& databasePath, std::optional<int> taskId, bool allEvaluations,
+                  FILE* out);
 EExitCode RunTree(const std::string& databasePath, std::optional<int> taskId, ETreeFormat format,
                   FILE* out);
 EExitCode RunVersion(FILE* out);

@@ -4,6 +4,7 @@
 
 #include "TaskDatabase.h"
 #include "commands/Commands.h"
+#include "commands/EvaluationListing.h"
 #include "commands/TaskListing.h"
 #include "search/DiscreteModule.h"
 #include "tasks/TaskWriter.h"
@@ -23,12 +24,16 @@ void OpenExistingDatabase(const std::string& path) {
   OpenTaskDatabase(path, ETaskDatabaseAccess::ReadOnly);
 }
 
-EExitCode RunShow(const std::string& databasePath, std::optional<int> taskId, FILE* out) {
+EExitCode RunShow(const std::string& databasePath, std::optional<int> taskId, bool allEvaluations,
+                  FILE* out) {
   CDatabaseSession session(databasePath);
   if (taskId) {
     PrintTaskRecords(out, *taskId);
+    PrintEvaluations(out, EEvaluationSelection::All, taskId);
   } else {
     PrintTaskList(out);
+    PrintEvaluations(out, allEvaluations ? EEvaluationSelection::All : EEvaluationSelection::Failed,
+                     std::nullopt);
   }
   return EExitCode::Success;
 }

@@ -161,9 +161,10 @@ void PrintEffort(FILE* out, const CSearchOutcome& outcome) {
                  ? fmt::format(" ({} of them not converged)", outcome.nodesNotConverged)
                  : "",
              nNumAnalyses, nNumGradCalc, outcome.seconds);
-  if (const CAnalysisCounts& counts = AnalysisCounts(); counts.evaluations > 0) {
-    fmt::print(out, "Analysis programs: {} evaluations run, {} failed\n", counts.evaluations,
-               counts.failed);
+  if (const CAnalysisCounts& counts = AnalysisCounts(); counts.evaluations + counts.served > 0) {
+    fmt::print(out,
+               "Analysis programs: {} evaluations run, {} served from the database, {} failed\n",
+               counts.evaluations, counts.served, counts.failed);
   }
   fmt::print(out,
              "Time (s): optimiser {:.3f}, database reads {:.3f}, database writes {:.3f}, discrete "

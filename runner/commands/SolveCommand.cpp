@@ -1,8 +1,10 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
+#include <thread>
 
 #include "LogFile.h"
 #include "TaskDatabase.h"
@@ -148,7 +150,16 @@ EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages) {
   observers.Add(searchLog);
   CProgressLine progress(stderr);
   if (!options.quiet && isatty(fileno(stderr))) observers.Add(progress);
-  CBranchAndBoundSearch search(module, SolveTask, observers, problem.limits, session.log.get());
+  const int jobs = options.jobs > 0
+                       ? options.jobs
+                       : std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
+  const FSolveTask solveTask = [jobs](int taskId, std::chrono::steady_clock::time_point deadline) {
+    CTaskSolveSettings settings;
+    settings.deadline = deadline;
+    settings.jobs = jobs;
+    return SolveTask(taskId, settings);
+  };
+  CBranchAndBoundSearch search(module, solveTask, observers, problem.limits, session.log.get());
   CSearchOutcome outcome;
   try {
     outcome = search.Run(searchTaskId);

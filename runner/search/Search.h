@@ -14,7 +14,7 @@
 // The result is the task named by the search task's CResult m_nResultTask,
 // a feasible discrete design when its m_nDiscreteFeasible is 1.
 //
-//   CBranchAndBoundSearch search(module, SolveTask, observer, limits, &log);
+//   CBranchAndBoundSearch search(module, solveTask, observer, limits, &log);
 //   CSearchOutcome outcome = search.Run(searchTaskId);
 //
 // Every node (the search task first) is reported to the observer once.

@@ -16,55 +16,91 @@ double StepOf(double x, double lower, double upper, double typical, double relat
   return (x + step) - x;  // the step the arithmetic actually takes
 }
 
+namespace {
+
+// How the derivatives by one variable are formed from the outputs at x and
+// at up to two more points, `near` and `far`, which differ from x in that
+// variable only.
+enum class EStencil {
+  None,            // equal bounds: a zero column
+  Central,         // (f(near) - f(far)) / divisor, near = x + h, far = x - h
+  Across,          // the whole range: near = upper, far = lower
+  OneSided,        // (f(near) - f(x)) / divisor, near = x +- h
+  OneSidedSecond,  // (-3 f(x) + 4 f(near) - f(far)) / divisor, far = x +- 2h
+};
+
+struct CStencil {
+  EStencil kind = EStencil::None;
+  double near = 0.0;
+  double far = 0.0;
+  double divisor = 1.0;
+  int PointCount() const { return kind == EStencil::None ? 0 : kind == EStencil::OneSided ? 1 : 2; }
+};
+
+CStencil StencilOf(double x, double lower, double upper, double h, EGradientKind kind) {
+  if (!(upper > lower)) return {};
+  const bool central = kind == EGradientKind::Central;
+  if (central && x - h >= lower && x + h <= upper) return {EStencil::Central, x + h, x - h, 2 * h};
+  // One side: towards the upper bound when there is room, else towards the lower.
+  const double side = x + h <= upper ? 1.0 : -1.0;
+  if (x + side * h > upper || x + side * h < lower) {
+    // The range is narrower than the step: a difference across all of it.
+    return {EStencil::Across, upper, lower, upper - lower};
+  }
+  const double twoSteps = x + 2 * side * h;
+  if (central && twoSteps <= upper && twoSteps >= lower)
+    return {EStencil::OneSidedSecond, x + side * h, twoSteps, 2 * side * h};
+  return {EStencil::OneSided, x + side * h, 0.0, side * h};
+}
+
+double DerivativeOf(const CStencil& stencil, double atX, double atNear, double atFar) {
+  switch (stencil.kind) {
+    case EStencil::Central:
+    case EStencil::Across:
+      return (atNear - atFar) / stencil.divisor;
+    case EStencil::OneSided:
+      return (atNear - atX) / stencil.divisor;
+    case EStencil::OneSidedSecond:
+      return (-3 * atX + 4 * atNear - atFar) / stencil.divisor;
+    case EStencil::None:
+      break;
+  }
+  return 0.0;
+}
+
+}  // namespace
+
 int EstimateJacobian(const FVectorFunction& function, int outputCount, const std::vector<double>& x,
                      const std::vector<double>& outputsAtX, const CFiniteDifferenceSetup& setup,
-                     std::vector<double>& jacobian) {
+                     std::vector<double>& jacobian, const FPreparePoints& prepare) {
   const size_t n = x.size();
-  jacobian.assign(static_cast<size_t>(outputCount) * n, 0.0);
-  std::vector<double> point = x;
-  std::vector<double> near(outputCount);
-  std::vector<double> far(outputCount);
-  int evaluations = 0;
-  auto evaluateAt = [&](size_t i, double value, std::vector<double>& outputs) {
-    point[i] = value;
-    function(point.data(), outputs.data());
-    point[i] = x[i];
-    ++evaluations;
-  };
-  auto store = [&](size_t i, auto derivativeOf) {
-    for (int k = 0; k < outputCount; ++k)
-      jacobian[static_cast<size_t>(k) * n + i] = derivativeOf(k);
-  };
+  std::vector<CStencil> stencils(n);
+  std::vector<std::vector<double>> points;
   for (size_t i = 0; i < n; ++i) {
-    const double lower = setup.lower[i];
-    const double upper = setup.upper[i];
-    if (!(upper > lower)) continue;
-    const double h = StepOf(x[i], lower, upper, setup.typical[i], setup.relativeStep[i]);
-    const bool central = setup.kind == EGradientKind::Central;
-    if (central && x[i] - h >= lower && x[i] + h <= upper) {
-      evaluateAt(i, x[i] + h, near);
-      evaluateAt(i, x[i] - h, far);
-      store(i, [&](int k) { return (near[k] - far[k]) / (2 * h); });
-      continue;
-    }
-    // One side: towards the upper bound when there is room, else towards the lower.
-    const double side = x[i] + h <= upper ? 1.0 : -1.0;
-    if (x[i] + side * h > upper || x[i] + side * h < lower) {
-      // The range is narrower than the step: a difference across all of it.
-      evaluateAt(i, upper, near);
-      evaluateAt(i, lower, far);
-      store(i, [&](int k) { return (near[k] - far[k]) / (upper - lower); });
-      continue;
-    }
-    evaluateAt(i, x[i] + side * h, near);
-    const double twoSteps = x[i] + 2 * side * h;
-    if (central && twoSteps <= upper && twoSteps >= lower) {
-      // Second-order one-sided formula: (-3 f(x) + 4 f(x+h) - f(x+2h)) / 2h.
-      evaluateAt(i, twoSteps, far);
-      store(i, [&](int k) { return (-3 * outputsAtX[k] + 4 * near[k] - far[k]) / (2 * side * h); });
-    } else {
-      store(i, [&](int k) { return (near[k] - outputsAtX[k]) / (side * h); });
+    const double h =
+        setup.upper[i] > setup.lower[i]
+            ? StepOf(x[i], setup.lower[i], setup.upper[i], setup.typical[i], setup.relativeStep[i])
+            : 0.0;
+    stencils[i] = StencilOf(x[i], setup.lower[i], setup.upper[i], h, setup.kind);
+    for (int p = 0; p < stencils[i].PointCount(); ++p) {
+      points.push_back(x);
+      points.back()[i] = p == 0 ? stencils[i].near : stencils[i].far;
     }
   }
-  return evaluations;
+  if (prepare && !points.empty()) prepare(points);
+
+  jacobian.assign(static_cast<size_t>(outputCount) * n, 0.0);
+  std::vector<double> near(outputCount);
+  std::vector<double> far(outputCount);
+  size_t next = 0;
+  for (size_t i = 0; i < n; ++i) {
+    const CStencil& stencil = stencils[i];
+    if (stencil.PointCount() >= 1) function(points[next++].data(), near.data());
+    if (stencil.PointCount() == 2) function(points[next++].data(), far.data());
+    for (int k = 0; k < outputCount; ++k) {
+      jacobian[static_cast<size_t>(k) * n + i] =
+          DerivativeOf(stencil, outputsAtX[k], near[k], far[k]);
+    }
+  }
+  return static_cast<int>(points.size());
 }

@@ -24,6 +24,9 @@
 
 // Evaluates the outputs at a design: (design, outputs).
 using FVectorFunction = std::function<void(const double*, double*)>;
+// Is told the points that an estimate is about to evaluate, all at once:
+// they do not depend on each other, so their evaluations may run together.
+using FPreparePoints = std::function<void(const std::vector<std::vector<double>>& points)>;
 
 // The default relative step of a scheme: the cube root of the machine epsilon
 // for central differences, its square root for forward ones.
@@ -37,12 +40,14 @@ struct CFiniteDifferenceSetup {
   std::vector<double> relativeStep;             // relative step of each variable; > 0
 };
 
-// Fills `jacobian` (outputCount rows of x's size, row-major) with the
-// derivatives of the outputs at x, given the outputs at x in `outputsAtX`.
-// Returns the number of evaluations of `function` made.
 // The step of one variable at x within [lower, upper] (above).
 double StepOf(double x, double lower, double upper, double typical, double relativeStep);
 
+// Fills `jacobian` (outputCount rows of x's size, row-major) with the
+// derivatives of the outputs at x, given the outputs at x in `outputsAtX`.
+// All points are chosen first and handed to `prepare` (when given) before
+// `function` is called at each of them, in order of the variables.
+// Returns the number of evaluations of `function` made.
 int EstimateJacobian(const FVectorFunction& function, int outputCount, const std::vector<double>& x,
                      const std::vector<double>& outputsAtX, const CFiniteDifferenceSetup& setup,
-                     std::vector<double>& jacobian);
+                     std::vector<double>& jacobian, const FPreparePoints& prepare = {});

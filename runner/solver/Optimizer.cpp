@@ -56,6 +56,12 @@ bool IsFinite(const CEvaluatedDesign& design) {
   return std::isfinite(design.objective) && std::isfinite(design.maxConstraint);
 }
 
+std::vector<double> ClampedInto(const CContinuousProblem& problem, std::vector<double> design) {
+  for (size_t i = 0; i < design.size(); ++i)
+    design[i] = std::clamp(design[i], problem.lower[i], problem.upper[i]);
+  return design;
+}
+
 double SecondsUntil(std::chrono::steady_clock::time_point deadline) {
   if (deadline == std::chrono::steady_clock::time_point::max()) return 0.0;  // NLopt's "no limit"
   const double seconds =
@@ -122,10 +128,7 @@ class CLocalSearch : public CLocalModel {
     CLocalRun run;
     run.startIndex = startIndex;
     m_run = &run;
-    m_design.resize(start.size());
-    for (size_t i = 0; i < start.size(); ++i) {
-      m_design[i] = std::clamp(start[i], m_problem.lower[i], m_problem.upper[i]);
-    }
+    m_design = ClampedInto(m_problem, start);
     std::vector<double> freeValues;
     for (int i : m_free) freeValues.push_back(m_design[i]);
     m_cacheValid = false;
@@ -385,8 +388,17 @@ class CLocalSearch : public CLocalModel {
     const FVectorFunction outputs = [this](const double* freeValues, double* values) {
       OutputsOf(EvaluateFull(DesignAt(freeValues)), values);
     };
+    FPreparePoints prepare;
+    if (m_problem.prepare) {
+      prepare = [this](const std::vector<std::vector<double>>& freePoints) {
+        std::vector<std::vector<double>> designs;
+        for (const std::vector<double>& point : freePoints)
+          designs.push_back(DesignAt(point.data()));
+        m_problem.prepare(designs);
+      };
+    }
     EstimateJacobian(outputs, m_constraintCount + 1, m_cachedFree, m_cachedOutputs, m_differences,
-                     m_jacobian);
+                     m_jacobian, prepare);
     ++m_gradients;
     m_jacobianValid = true;
   }
@@ -499,6 +511,12 @@ COptimizationResult Optimize(const CContinuousProblem& problem,
   if (startPoints.empty())
     throw std::invalid_argument("the optimiser needs at least one start point");
   CLocalSearch search(problem, settings, maxImprovements);
+  if (problem.prepare && startPoints.size() > 1) {
+    std::vector<std::vector<double>> starts;
+    for (const std::vector<double>& start : startPoints)
+      starts.push_back(ClampedInto(problem, start));
+    problem.prepare(starts);
+  }
   COptimizationResult result;
   for (size_t s = 0; s < startPoints.size(); ++s) {
     result.runs.push_back(search.Run(startPoints[s], static_cast<int>(s)));

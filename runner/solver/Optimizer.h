@@ -37,7 +37,9 @@
 // least-infeasible design.
 //
 // Cost: per iteration one analysis plus, for gradient-based algorithms, one
-// (forward) or two (central) analyses per free variable.
+// (forward) or two (central) analyses per free variable. The analyses of one
+// Jacobian, and the start points of all runs, go to the problem's `prepare`
+// together before they are evaluated.
 
 #include <chrono>
 #include <functional>
@@ -60,6 +62,12 @@ struct CContinuousProblem {
   double tolerance = 1e-6;       // largest maximum constraint value still feasible
   // Evaluates a design: (design, objective, scaled constraint values).
   std::function<void(const double*, double*, double*)> evaluate;
+  // May be empty. Is told the designs that are about to be evaluated and do
+  // not depend on each other (the points of one finite-difference Jacobian,
+  // the start points of several local searches), so that their expensive
+  // parts may run at the same time; `evaluate` is then called for each of
+  // them as usual.
+  std::function<void(const std::vector<std::vector<double>>& designs)> prepare;
   // No local search goes on past this moment: it is checked before every
   // analysis, and a search stopped by it ends with ESolveStatus::TimeLimit.
   std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max();

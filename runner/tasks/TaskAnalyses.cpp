@@ -35,7 +35,8 @@ std::string TextOf(const CSqliteStatement& statement, int column) {
   return std::string(reinterpret_cast<const char*>(data), statement.ColumnBlobSize(column));
 }
 
-// The search task a task descends from (itself for a search task).
+}  // namespace
+
 int SearchTaskOf(int taskId) {
   std::set<int> seen;
   for (;;) {
@@ -47,8 +48,6 @@ int SearchTaskOf(int taskId) {
     taskId = task.m_nParentTaskID;
   }
 }
-
-}  // namespace
 
 void WriteAnalyses(int searchTaskId, const std::vector<CAnalysisDefinition>& analyses) {
   if (analyses.empty()) return;

@@ -18,6 +18,10 @@
 // has none yet). Nothing is written for a problem without analyses.
 void WriteAnalyses(int searchTaskId, const std::vector<CAnalysisDefinition>& analyses);
 
+// The search task a task descends from (itself for a search task). Throws
+// std::invalid_argument for parents that form a cycle.
+int SearchTaskOf(int taskId);
+
 // The analyses of the task's search task, in order; none when it has none.
 // Throws std::invalid_argument for a definition that cannot be read or
 // parents that form a cycle.

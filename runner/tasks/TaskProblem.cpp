@@ -219,6 +219,9 @@ CContinuousProblem MakeContinuousProblem(const CTaskProblem& task, CExpressionMo
       model.Evaluate(design, inputs.data(), responses.data());
       fill(responses, objective, constraints);
     };
+    problem.prepare = [analyses](const std::vector<std::vector<double>>& designs) {
+      analyses->Prepare(designs);
+    };
   }
   return problem;
 }

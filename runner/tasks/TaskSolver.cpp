@@ -16,6 +16,7 @@
 #include "solver/LatinHypercube.h"
 #include "solver/Optimizer.h"
 #include "solver/SolveAttempts.h"
+#include "tasks/EvaluationTable.h"
 #include "tasks/RecordArrays.h"
 #include "tasks/RecordKinds.h"
 #include "tasks/TaskProblem.h"
@@ -125,6 +126,20 @@ void SnapRunsToAllowedValues(COptimizationResult& result, const CContinuousProbl
       result.bestRun = static_cast<int>(r);
     }
   }
+}
+
+// The seed of a task's extra start points: its search's seed mixed with its
+// bounds (FNV-1a over their bytes). Not with its id: a search run again (an
+// interrupted one resumed) gives the same node another id, and must make the
+// same start points so that it evaluates the same designs.
+uint32_t SeedOfBox(const CTaskProblem& task) {
+  uint32_t hash = 2166136261u ^ task.seed;
+  for (const std::vector<double>* bounds : {&task.lower, &task.upper}) {
+    const auto* bytes = reinterpret_cast<const unsigned char*>(bounds->data());
+    for (size_t i = 0; i < bounds->size() * sizeof(double); ++i)
+      hash = (hash ^ bytes[i]) * 16777619u;
+  }
+  return hash;
 }
 
 // A subtask's result is suspicious when its parent converged and it is
@@ -269,7 +284,7 @@ void UpdateTask(const CTaskProblem& task, const COptimizationResult& result,
 
 }  // namespace
 
-CTaskSolution SolveTask(int taskId, std::chrono::steady_clock::time_point deadline) {
+CTaskSolution SolveTask(int taskId, const CTaskSolveSettings& settings) {
   const auto started = std::chrono::steady_clock::now();
   const std::string startTime = LocalTimeNow();
   CTaskProblem task;
@@ -280,6 +295,7 @@ CTaskSolution SolveTask(int taskId, std::chrono::steady_clock::time_point deadli
     starts = PrepareStartPoints(task);
   }
   CTaskModel model;
+  CEvaluationTable evaluations(taskId);
   try {
     model.expressions = std::make_unique<CExpressionModel>(task.model);
   } catch (const CExpressionError& error) {
@@ -291,20 +307,23 @@ CTaskSolution SolveTask(int taskId, std::chrono::steady_clock::time_point deadli
   }
   if (!task.analyses.empty()) {
     try {
+      CEvaluatorSettings evaluatorSettings;
+      evaluatorSettings.jobs = settings.jobs;
+      evaluatorSettings.report = LogAnalysisFailure;
+      evaluatorSettings.store = &evaluations;
       model.analyses = std::make_unique<CAnalysisEvaluator>(task.analyses, task.variableNames,
-                                                            LogAnalysisFailure);
+                                                            std::move(evaluatorSettings));
     } catch (const std::invalid_argument& error) {
       throw CTaskDataError(fmt::format("task {}: {}", taskId, error.what()));
     }
   }
   CContinuousProblem problem =
       MakeContinuousProblem(task, *model.expressions, model.analyses.get());
-  problem.deadline = deadline;
+  problem.deadline = settings.deadline;
   CSolvePlan plan;
   plan.settings = task.optimizer;
   plan.improvementsKept = task.moduleType == 1 ? 1 : kImprovementsKeptPerRun;
-  plan.seed =
-      task.seed ^ (static_cast<uint32_t>(taskId) * 2654435761u);  // Knuth's multiplicative hash
+  plan.seed = SeedOfBox(task);
   plan.isSuspicious = [&task](const CEvaluatedDesign& best) { return IsSuspicious(task, best); };
   COptimizationResult result;
   try {

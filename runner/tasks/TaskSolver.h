@@ -24,6 +24,10 @@
 // m_dBestMaxCon, so that the module closes its node as it closes an
 // infeasible one instead of taking an unfinished design for a result.
 //
+// Analysis programs: every evaluation is looked up in, and stored into, table
+// `evaluations` (EvaluationTable.h); each batch is committed as it ends, the
+// task's records after the last.
+//
 // Records written (in one hold of the database lock):
 //   CDPoint r     the start point of a run that began at a point made by the
 //                 retries (SolveAttempts.h), numbered after the given ones;
@@ -64,7 +68,12 @@ struct CTaskSolution {
   double seconds = 0.0;   // wall time, database work included
 };
 
-// No local search goes on past `deadline` (the end of the program's time
-// limit); a task stopped by it is not solved (ESolveStatus::TimeLimit).
-CTaskSolution SolveTask(int taskId, std::chrono::steady_clock::time_point deadline =
-                                        std::chrono::steady_clock::time_point::max());
+struct CTaskSolveSettings {
+  // No local search goes on past it (the end of the program's time limit); a
+  // task stopped by it is not solved (ESolveStatus::TimeLimit).
+  std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max();
+  // Evaluations of analysis programs run at the same time (AnalysisEvaluator.h).
+  int jobs = 1;
+};
+
+CTaskSolution SolveTask(int taskId, const CTaskSolveSettings& settings = {});

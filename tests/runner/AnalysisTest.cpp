@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -15,6 +16,7 @@
 #include "TaskDatabaseFixture.h"
 #include "analyses/AnalysisEvaluator.h"
 #include "problem/ProblemFile.h"
+#include "tasks/EvaluationTable.h"
 #include "tasks/TaskSolver.h"
 #include "tasks/TaskWriter.h"
 
@@ -97,8 +99,9 @@ TEST_F(Analyses, EveryFailureIsAOneLineReasonWithItsFolderKeptAndNaNResponses) {
     CAnalysisDefinition analysis = Analysis(Script("case" + std::to_string(index++), c.script));
     analysis.timeLimit = 0.3;
     std::vector<std::string> lines;
-    CAnalysisEvaluator evaluator({analysis}, {"x"},
-                                 [&](const std::string& line) { lines.push_back(line); });
+    CAnalysisEvaluator evaluator(
+        {analysis}, {"x"},
+        CEvaluatorSettings{1, [&](const std::string& line) { lines.push_back(line); }});
     const CAnalysisCounts before = AnalysisCounts();
     const double design = 1.5;
     double response = 0;
@@ -118,8 +121,9 @@ TEST_F(Analyses, AProgramGoneAtRunTimeFailsAndARetryRunsInAFreshFolder) {
   const std::string gone = Script("gone", "exit 0\n");
   fs::remove(gone);
   std::vector<std::string> lines;
-  CAnalysisEvaluator missing({Analysis(gone)}, {"x"},
-                             [&](const std::string& line) { lines.push_back(line); });
+  CAnalysisEvaluator missing(
+      {Analysis(gone)}, {"x"},
+      CEvaluatorSettings{1, [&](const std::string& line) { lines.push_back(line); }});
   double design = 1.0, response = 0;
   missing.Evaluate(&design, &response);
   EXPECT_TRUE(std::isnan(response));
@@ -136,8 +140,9 @@ echo '{"f": 42}' > "$DISCRETE_OUTPUT"
   flaky.name = "flaky";
   flaky.retries = 2;
   lines.clear();
-  CAnalysisEvaluator evaluator({flaky}, {"x"},
-                               [&](const std::string& line) { lines.push_back(line); });
+  CAnalysisEvaluator evaluator({flaky}, {"x"}, CEvaluatorSettings{1, [&](const std::string& line) {
+                                                                    lines.push_back(line);
+                                                                  }});
   evaluator.Evaluate(&design, &response);
   EXPECT_EQ(response, 42);
   ASSERT_EQ(lines.size(), 1u);
@@ -161,7 +166,7 @@ echo to stderr >&2
 )"));
   analysis.reads = {"y"};
   analysis.keep = EKeepFolders::All;
-  CAnalysisEvaluator evaluator({analysis}, {"x", "y"}, nullptr);
+  CAnalysisEvaluator evaluator({analysis}, {"x", "y"}, CEvaluatorSettings{});
   const double design[] = {1.0, 0.1};
   double response = 0;
   evaluator.Evaluate(design, &response);
@@ -248,6 +253,77 @@ optimizer.root_starts = 1
   CopyRecord<CDEqn>(taskId, taskId + 1);
   CopyRecord<CDPoint>(taskId, taskId + 1, [](CDPoint& point) { point.m_nPointID = 0; });
   EXPECT_NEAR(SolveTask(taskId + 1).best.values[0], std::sqrt(2.0), 1e-4);
+}
+
+// Four designs prepared with four jobs run at the same time: each evaluation
+// waits until all four have started (it would time out run one by one), and
+// the answers are those of evaluations made one at a time.
+TEST_F(Analyses, PreparedDesignsRunTogetherAndAnswerAsIfRunInTurn) {
+  const std::string arrived = (folder / "arrived").string();
+  fs::create_directories(arrived);
+  CAnalysisDefinition analysis = Analysis(Script("rendezvous.sh", "A='" + arrived + "'\n" + R"sh(
+touch "$A/$DISCRETE_EVALUATION_ID"
+for i in $(seq 200); do
+  [ "$(ls "$A" | wc -l)" -ge 4 ] && break
+  sleep 0.05
+done
+[ "$(ls "$A" | wc -l)" -ge 4 ] || exit 3
+x=$(sed 's/.*"x":\([^,}]*\).*/\1/' "$DISCRETE_INPUT")
+awk -v x="$x" 'BEGIN { printf "{\"f\": %.17g}\n", x * x }' > "$DISCRETE_OUTPUT"
+)sh"));
+  CAnalysisEvaluator evaluator({analysis}, {"x"}, CEvaluatorSettings{4, nullptr});
+  const CAnalysisCounts before = AnalysisCounts();
+  evaluator.Prepare({{1.0}, {2.0}, {3.0}, {0.5}, {2.0}});  // one design twice
+  EXPECT_EQ(AnalysisCounts().evaluations - before.evaluations, 4);
+  EXPECT_EQ(AnalysisCounts().failed - before.failed, 0);
+  for (double x : {1.0, 2.0, 3.0, 0.5}) {
+    double f = 0.0;
+    evaluator.Evaluate(&x, &f);
+    EXPECT_EQ(f, x * x);
+  }
+  EXPECT_EQ(AnalysisCounts().evaluations - before.evaluations, 4);  // all answered from memory
+}
+
+// A task solved twice with analyses that count their runs: the second solve
+// runs nothing (successes and failures both come from table `evaluations`)
+// and finds the same design to the bit; the table keeps every try.
+TEST_F(Analyses, TheDatabaseAnswersEveryDesignEvaluatedBefore) {
+  const std::string runs = (folder / "runs.txt").string();
+  Script("square.sh", R"(
+echo run >> ")" + runs + R"("
+x=$(sed 's/.*"x":\([^,}]*\).*/\1/' "$DISCRETE_INPUT")
+awk -v x="$x" 'BEGIN { if (x > 2.5) exit 1; printf "{\"f\": %.17g}\n", x * x }' > "$DISCRETE_OUTPUT"
+)");
+  CProblem problem = ParseProblem(R"(name = "square"
+objective = "(f - 2)^2"
+variables.x = { lower = 0, upper = 3, start = 2.9 }
+analyses.square = { command = ["./square.sh"], writes = ["f"], retries = 1 }
+optimizer.root_starts = 3
+)",
+                                  (folder / "square.toml").string());
+  problem.analyses[0].workFolder = (folder / "work").string();
+  auto lineCount = [&] {
+    std::istringstream text(ReadAll(runs));
+    return std::count(std::istreambuf_iterator<char>(text), {}, '\n');
+  };
+  const CTaskSolution first = SolveTask(WriteSearchTask(problem), {{}, 2});
+  const auto runsOfFirst = lineCount();
+  const CAnalysisCounts before = AnalysisCounts();
+  const CTaskSolution second = SolveTask(WriteSearchTask(problem), {{}, 2});
+  EXPECT_EQ(lineCount(), runsOfFirst);
+  EXPECT_EQ(AnalysisCounts().evaluations, before.evaluations);
+  EXPECT_GT(AnalysisCounts().served, before.served);
+  EXPECT_EQ(second.best.values, first.best.values);
+  EXPECT_EQ(second.analyses, first.analyses);
+
+  const std::vector<CEvaluationRow> rows = ReadEvaluations();
+  EXPECT_EQ(static_cast<long>(rows.size()), runsOfFirst);
+  const auto failed = std::find_if(
+      rows.begin(), rows.end(), [](const CEvaluationRow& row) { return row.status == "failed"; });
+  ASSERT_NE(failed, rows.end());  // the start x = 2.9 fails in both its tries
+  EXPECT_EQ(failed->attempt, 2);
+  EXPECT_EQ(failed->reason, "exited with status 1");
+  EXPECT_EQ(std::prev(failed)->status, "retried");
 }
 
 }  // namespace

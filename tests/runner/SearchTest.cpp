@@ -76,7 +76,10 @@ class Search : public TaskDatabaseTest {
     CFakeModule::Reset(subtasks, failOnPost);
     searchTask = WriteSearchTask(SmallProblem());
     const CDiscreteModule module = CFakeModule::Module();
-    CBranchAndBoundSearch search(module, SolveTask, observer, limits, nullptr);
+    const FSolveTask solveTask = [](int taskId, std::chrono::steady_clock::time_point deadline) {
+      return SolveTask(taskId, {deadline, 1});
+    };
+    CBranchAndBoundSearch search(module, solveTask, observer, limits, nullptr);
     return search.Run(searchTask);
   }
   CRecordingObserver observer;  // what the search reported
