@@ -156,11 +156,14 @@ void CAnalysisEvaluator::Answer(const std::vector<const double*>& designs, int j
       pending.push_back(std::move(next));
     }
   }
-  RunConcurrently(pending.size(), jobs, [&](size_t i) {
-    CPending& item = pending[i];
-    item.evaluation = RunTries(item.analysis, item.evaluation.inputs);
-  });
-  Record(pending);
+  RunConcurrently(
+      pending.size(), jobs,
+      [&](size_t i) {
+        CPending& item = pending[i];
+        item.evaluation = RunTries(item.analysis, item.evaluation.inputs);
+      },
+      [&](size_t i) { Store(pending[i]); });
+  for (const CPending& item : pending) Record(item);
 }
 
 CEvaluation CAnalysisEvaluator::RunTries(size_t index, const std::string& inputs) const {
@@ -197,27 +200,25 @@ CEvaluation CAnalysisEvaluator::RunTries(size_t index, const std::string& inputs
   return evaluation;
 }
 
-void CAnalysisEvaluator::Record(std::vector<CPending>& pending) {
-  for (CPending& item : pending) {
-    const CAnalysisDefinition& analysis = m_analyses[item.analysis];
-    const std::vector<CEvaluationTry>& tries = item.evaluation.tries;
-    for (size_t t = 0; t < tries.size(); ++t) {
-      ++AnalysisCounts().evaluations;
-      if (tries[t].status == ETryStatus::Succeeded) continue;
-      ++AnalysisCounts().failed;
-      if (!m_settings.report) continue;
-      m_settings.report(fmt::format(
-          "analysis {}, evaluation {} (try {} of {}) failed: {}{}", analysis.name,
-          tries[t].id.empty() ? "-" : tries[t].id, t + 1, analysis.retries + 1, tries[t].reason,
-          tries[t].folder.empty() ? "" : fmt::format("; folder kept: {}", tries[t].folder)));
-    }
-    const CEvaluationTry& last = tries.back();
-    m_answers[{item.analysis, item.evaluation.inputs}] =
-        last.status == ETryStatus::Succeeded ? last.responses : NotANumber(analysis.writes.size());
+void CAnalysisEvaluator::Store(const CPending& item) {
+  if (m_settings.store != nullptr)
+    m_settings.store->Save({{&m_analyses[item.analysis], &item.evaluation}});
+}
+
+void CAnalysisEvaluator::Record(const CPending& item) {
+  const CAnalysisDefinition& analysis = m_analyses[item.analysis];
+  const std::vector<CEvaluationTry>& tries = item.evaluation.tries;
+  for (size_t t = 0; t < tries.size(); ++t) {
+    ++AnalysisCounts().evaluations;
+    if (tries[t].status == ETryStatus::Succeeded) continue;
+    ++AnalysisCounts().failed;
+    if (!m_settings.report) continue;
+    m_settings.report(fmt::format(
+        "analysis {}, evaluation {} (try {} of {}) failed: {}{}", analysis.name,
+        tries[t].id.empty() ? "-" : tries[t].id, t + 1, analysis.retries + 1, tries[t].reason,
+        tries[t].folder.empty() ? "" : fmt::format("; folder kept: {}", tries[t].folder)));
   }
-  if (m_settings.store == nullptr || pending.empty()) return;
-  std::vector<CEvaluationStore::CItem> items;
-  for (const CPending& item : pending)
-    items.push_back({&m_analyses[item.analysis], &item.evaluation});
-  m_settings.store->Save(items);
+  const CEvaluationTry& last = tries.back();
+  m_answers[{item.analysis, item.evaluation.inputs}] =
+      last.status == ETryStatus::Succeeded ? last.responses : NotANumber(analysis.writes.size());
 }

@@ -22,9 +22,11 @@
 // Concurrency: Prepare runs the evaluations of designs that do not depend on
 // each other (a finite-difference Jacobian, several start points) up to
 // `jobs` at a time; Evaluate then answers them from memory. Everything but
-// the programs themselves (the store, reports, counts) happens on the calling
-// thread, in the order of the designs, so that the records do not depend on
-// which program finished first.
+// the programs themselves happens on the calling thread: each evaluation is
+// stored (and committed) as soon as it ends, so that a search killed
+// meanwhile loses none that finished; reports and counts follow in the order
+// of the designs, so that the log does not depend on which program finished
+// first.
 //
 // Working folders: <workFolder>/<analysis>/<evaluation id>/, the id being a
 // number that is taken by creating its folder (so that no two evaluations, of
@@ -89,8 +91,10 @@ class CAnalysisEvaluator {
   void Answer(const std::vector<const double*>& designs, int jobs);
   // The tries of one evaluation (thread-safe).
   CEvaluation RunTries(size_t analysis, const std::string& inputs) const;
-  // Counts, reports and stores the evaluations just run, and remembers their answers.
-  void Record(std::vector<CPending>& pending);
+  // Hands an evaluation to the store, as soon as it has ended.
+  void Store(const CPending& item);
+  // Counts and reports an evaluation, and remembers its answer.
+  void Record(const CPending& item);
 
   std::vector<CAnalysisDefinition> m_analyses;
   std::vector<std::vector<size_t>> m_readIndices;  // per analysis: the variables it reads

@@ -54,6 +54,6 @@ class CEvaluationStore {
     const CAnalysisDefinition* analysis;
     const CEvaluation* evaluation;
   };
-  // Stores evaluations, all in one commit.
+  // Stores evaluations, all in one commit (each row at once is durable).
   virtual void Save(const std::vector<CItem>& items) = 0;
 };
