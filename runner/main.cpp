@@ -146,6 +146,27 @@ int main(int argc, char** argv) {
                    "seconds to wait for another process's lock (default 30)")
       ->check(CLI::NonNegativeNumber);
 
+  CSolveOptions resume;
+  std::optional<int> resumeTask;
+  CLI::App* resumeCommand = app.add_subcommand(
+      "resume", "go on with a search that stopped before its end (Ctrl-C, a kill, a limit)");
+  resumeCommand->add_option("database", resume.databasePath, "task database")->required();
+  resumeCommand->add_option("--task", resumeTask,
+                            "the search task to resume (default: the last one that stopped)");
+  resumeCommand->add_option("--log", resume.logPath, "log file (default: the database's .log)");
+  resumeCommand->add_option("--log-level", resume.logLevel, "log detail")->check(CLI::Range(0, 9));
+  resumeCommand
+      ->add_option("--max-nodes", resume.maxNodes, "stop after this many subtasks (default: none)")
+      ->check(WholeAtLeastZero());
+  resumeCommand
+      ->add_option("--time-limit", resume.timeLimit, "stop after this many seconds (default: none)")
+      ->check(FiniteAtLeastZero());
+  resumeCommand->add_option("--jobs,-j", resume.jobs, "evaluations run at the same time")
+      ->check(CLI::Range(1, 1024));
+  resumeCommand->add_flag("--quiet", resume.quiet, "no progress line and no notes");
+  resumeCommand->add_option("--lock-timeout", resume.lockTimeout, "seconds to wait for a lock")
+      ->check(CLI::NonNegativeNumber);
+
   std::string database;
   std::optional<int> taskId;
   CLI::App* showCommand =
@@ -180,6 +201,8 @@ int main(int argc, char** argv) {
     solve.optimizer = optimizer;
     return Guarded([&] { return RunSolve(solve, stdout, stderr); });
   }
+  if (resumeCommand->parsed())
+    return Guarded([&] { return RunResume(resume, resumeTask, stdout, stderr); });
   if (showCommand->parsed())
     return Guarded([&] { return RunShow(database, taskId, allEvaluations, stdout); });
   if (treeCommand->parsed()) {

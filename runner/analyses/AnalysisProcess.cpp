@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
@@ -22,6 +23,28 @@ extern char** environ;
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+// The process groups of the programs running now, for KillRunningAnalyses:
+// slots hold a group's id or 0, changed with atomic operations only.
+constexpr size_t kRunningSlots = 4096;
+std::atomic<pid_t> runningGroups[kRunningSlots];
+static_assert(std::atomic<pid_t>::is_always_lock_free, "a signal handler reads the slots");
+
+// Enters a started program (no slot left: it is not entered, and only its
+// own time limit ends it).
+void EnterRunning(pid_t pid) {
+  for (std::atomic<pid_t>& slot : runningGroups) {
+    pid_t empty = 0;
+    if (slot.compare_exchange_strong(empty, pid)) return;
+  }
+}
+
+void LeaveRunning(pid_t pid) {
+  for (std::atomic<pid_t>& slot : runningGroups) {
+    pid_t entered = pid;
+    if (slot.compare_exchange_strong(entered, 0)) return;
+  }
+}
 
 // Longest piece of a program's output quoted in a reason.
 constexpr size_t kLongestQuote = 60;
@@ -58,6 +81,7 @@ int EndGroup(pid_t pid) {
   int status = 0;
   while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
   }
+  LeaveRunning(pid);
   return status;
 }
 
@@ -118,6 +142,7 @@ pid_t Spawn(const CAnalysisDefinition& analysis, const std::string& evaluationId
     why = fmt::format("cannot run '{}': {}", Quote(analysis.command[0]), std::strerror(error));
     return -1;
   }
+  EnterRunning(pid);
   return pid;
 }
 
@@ -199,6 +224,13 @@ CEvaluationOutcome ReadOutput(const CAnalysisDefinition& analysis, const std::st
 }
 
 }  // namespace
+
+void KillRunningAnalyses() {
+  for (std::atomic<pid_t>& slot : runningGroups) {
+    const pid_t pid = slot.load();
+    if (pid > 0) kill(-pid, SIGKILL);
+  }
+}
 
 std::string InputJson(const std::vector<std::pair<std::string, double>>& inputs) {
   nlohmann::json input = nlohmann::json::object();

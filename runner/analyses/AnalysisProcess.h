@@ -35,6 +35,11 @@ struct CEvaluationOutcome {
   std::string reason;          // one line, when it failed
 };
 
+// Kills the process group of every analysis program running now (SIGKILL).
+// Async-signal-safe: for a handler that ends the process at once, so that no
+// program goes on running without anyone to read its answer.
+void KillRunningAnalyses();
+
 // input.json's text for the values an analysis reads: a JSON object whose
 // numbers read back to exactly the same doubles.
 std::string InputJson(const std::vector<std::pair<std::string, double>>& inputs);

@@ -36,6 +36,12 @@ struct CSolveOptions {
 };
 
 EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages);
+// Runs again, as a new search task of the same database, a search that did
+// not finish (`searchTaskId`, or the last such one): its problem and settings
+// come from table `searches`, its limits from `options` (maxNodes,
+// timeLimit), and every analysis already run is answered from the database.
+EExitCode RunResume(const CSolveOptions& options, std::optional<int> searchTaskId, FILE* out,
+                    FILE* messages);
 // The task list and the failed evaluations of analysis programs (all of them
 // with `allEvaluations`), or one task's records and evaluations.
 EExitCode RunShow(const std::string& databasePath, std::optional<int> taskId, bool allEvaluations,

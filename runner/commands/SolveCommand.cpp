@@ -3,12 +3,17 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <memory>
+#include <nlohmann/json.hpp>
+#include <sstream>
 #include <thread>
 
 #include "LogFile.h"
+#include "Records.h"
 #include "TaskDatabase.h"
 #include "commands/Commands.h"
+#include "commands/Interruption.h"
 #include "commands/OutputFiles.h"
 #include "commands/Report.h"
 #include "problem/ProblemFile.h"
@@ -17,6 +22,7 @@
 #include "search/Search.h"
 #include "search/SearchLog.h"
 #include "search/SearchState.h"
+#include "tasks/SearchTable.h"
 #include "tasks/TaskProblem.h"
 #include "tasks/TaskWriter.h"
 
@@ -31,6 +37,12 @@ struct CSession {
   }
 };
 
+// The module, loaded once, when first needed.
+const CDiscreteModule& LoadedModule() {
+  static const CDiscreteModule loaded = CDiscreteModule::Load();
+  return loaded;
+}
+
 std::string LogPathFor(const std::string& databasePath) {
   const std::filesystem::path path(databasePath);
   return path.extension() == ".db" ? std::filesystem::path(path).replace_extension(".log").string()
@@ -44,6 +56,55 @@ void ApplyOverrides(const CSolveOptions& options, CProblem& problem) {
   if (options.retries) problem.optimizer.retries = *options.retries;
   if (options.rootStarts) problem.optimizer.rootStarts = *options.rootStarts;
   if (options.suspiciousStarts) problem.optimizer.suspiciousStarts = *options.suspiciousStarts;
+}
+
+// The command line's settings that shape the search (not its limits), as
+// table `searches` keeps them for a resumed search.
+std::string SettingsJson(const CSolveOptions& options) {
+  nlohmann::json json = nlohmann::json::object();
+  if (options.optimizer) json["optimizer"] = *options.optimizer;
+  if (options.retries) json["retries"] = *options.retries;
+  if (options.rootStarts) json["root_starts"] = *options.rootStarts;
+  if (options.suspiciousStarts) json["suspicious_starts"] = *options.suspiciousStarts;
+  return json.dump();
+}
+
+void ApplySettingsJson(const std::string& text, CProblem& problem) {
+  const nlohmann::json json = nlohmann::json::parse(text);
+  CSolveOptions stored;
+  if (json.contains("optimizer")) stored.optimizer = json["optimizer"].get<std::string>();
+  if (json.contains("retries")) stored.retries = json["retries"].get<int>();
+  if (json.contains("root_starts")) stored.rootStarts = json["root_starts"].get<int>();
+  if (json.contains("suspicious_starts"))
+    stored.suspiciousStarts = json["suspicious_starts"].get<int>();
+  ApplyOverrides(stored, problem);
+}
+
+std::string ReadWholeFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+// The search a `resume` takes up: the one asked for, or the last one that
+// did not finish and was not resumed yet. Throws std::runtime_error naming
+// the database when there is none.
+CSearchRow SearchToResume(const std::string& databasePath, std::optional<int> searchTaskId) {
+  const std::vector<CSearchRow> searches = ReadSearches();
+  for (auto row = searches.rbegin(); row != searches.rend(); ++row) {
+    if (searchTaskId ? row->searchTaskId == *searchTaskId
+                     : row->end != Describe(ESearchEnd::Complete) && row->resumedBy == 0)
+      return *row;
+  }
+  if (searchTaskId) {
+    throw std::runtime_error(
+        fmt::format("{} holds no search task {} that could be resumed (only searches run by "
+                    "this version of discrete can be)",
+                    databasePath, *searchTaskId));
+  }
+  throw std::runtime_error(fmt::format(
+      "{} holds no search that stopped before its end; nothing to resume", databasePath));
 }
 
 // Both files are checked before either is created, so that a bad path leaves
@@ -109,14 +170,109 @@ std::string FreeDatabaseName(const std::string& problemName) {
   return candidate;
 }
 
+namespace {
+
+// What one run of the search needs besides the options: the problem, what
+// table `searches` keeps of it, and the search it resumes (0 for none).
+struct CSearchRequest {
+  CProblem problem;
+  std::string problemText;
+  std::string settingsJson;
+  int resumes = 0;
+};
+
+// Writes the search task, runs the search with Ctrl-C handled, and reports.
+// The database is open in `session`.
+EExitCode RunSearch(const CSolveOptions& options, CSearchRequest request, CSession& session,
+                    const std::string& databasePath, const std::string& logPath, FILE* out,
+                    FILE* messages) {
+  CProblem& problem = request.problem;
+  const int searchTaskId = [&] {
+    CLock step(GetPOD(), 0);
+    const int id = WriteSearchTask(problem);
+    CSearchRow row;
+    row.searchTaskId = id;
+    row.problemFile = problem.file;
+    row.problemText = request.problemText;
+    row.settings = request.settingsJson;
+    WriteSearchStarted(row);
+    if (request.resumes != 0) WriteSearchResumed(request.resumes, id);
+    step.UnLock();
+    return id;
+  }();
+  session.log->WriteLine(
+      "SEARCH",
+      fmt::format(
+          "{}: problem {} written as search task {} of {}{}", kProgramSignature, problem.file,
+          searchTaskId, databasePath,
+          request.resumes != 0 ? fmt::format(", resuming search task {}", request.resumes) : "")
+          .c_str());
+  if (!options.quiet && request.resumes != 0) {
+    fmt::print(messages,
+               "resuming search task {} as search task {}: its analyses are answered from the "
+               "database\n",
+               request.resumes, searchTaskId);
+  }
+
+  CObserverList observers;
+  CSearchLog searchLog(*session.log);
+  observers.Add(searchLog);
+  CProgressLine progress(stderr);
+  if (!options.quiet && isatty(fileno(stderr))) observers.Add(progress);
+  const int jobs = options.jobs > 0
+                       ? options.jobs
+                       : std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
+  const FSolveTask solveTask = [jobs](int taskId, std::chrono::steady_clock::time_point deadline) {
+    CTaskSolveSettings settings;
+    settings.deadline = deadline;
+    settings.jobs = jobs;
+    return SolveTask(taskId, settings);
+  };
+  CBranchAndBoundSearch search(LoadedModule(), solveTask, observers, problem.limits,
+                               session.log.get());
+  search.StopWhen(InterruptRequested);
+  CInterruptHandling interruptHandling;
+  CSearchOutcome outcome;
+  try {
+    outcome = search.Run(searchTaskId);
+  } catch (const CModuleError& error) {
+    ReportCommittedSearch(out, searchTaskId, databasePath);
+    throw CModuleError(fmt::format("{} (details in {})", error.what(), logPath));
+  } catch (const CDatabaseError& error) {
+    ReportCommittedSearch(out, searchTaskId, databasePath);
+    throw CDatabaseError(
+        fmt::format("{}; the search stopped, and {} keeps what it committed before", error.what(),
+                    databasePath));
+  } catch (const CTaskDataError&) {
+    ReportCommittedSearch(out, searchTaskId, databasePath);
+    throw;
+  }
+  {
+    CLock step(GetPOD(), 0);
+    WriteSearchEnded(searchTaskId, Describe(outcome.end));
+    step.UnLock();
+  }
+  PrintReport(out, outcome, databasePath);
+  if (outcome.end != ESearchEnd::Complete && !options.quiet) {
+    fmt::print(messages, "to go on with this search: discrete resume {}\n", databasePath);
+  }
+  return outcome.discreteFeasible ? EExitCode::Success : EExitCode::NoFeasibleDesign;
+}
+
+}  // namespace
+
 EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages) {
-  CProblem problem = ReadProblemFile(options.problemFile);
+  CSearchRequest request;
+  request.problem = ReadProblemFile(options.problemFile);
+  request.problemText = ReadWholeFile(options.problemFile);
+  request.settingsJson = SettingsJson(options);
+  CProblem& problem = request.problem;
   ApplyOverrides(options, problem);
   if (!options.quiet) {
     for (const std::string& note : problem.boundNotes) fmt::print(messages, "{}\n", note);
   }
   // The module is loaded before anything is written, so that a missing module touches no file.
-  const CDiscreteModule module = CDiscreteModule::Load();
+  LoadedModule();
   std::string databasePath = options.databasePath;
   if (databasePath.empty()) {
     databasePath = FreeDatabaseName(problem.name);
@@ -139,42 +295,34 @@ EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages) {
   }
   session.log = std::make_unique<CLogFile>(logPath.c_str(), options.logLevel);
   SetCurrentLog(session.log.get());
-  const int searchTaskId = WriteSearchTask(problem);
-  session.log->WriteLine(
-      "SEARCH", fmt::format("{}: problem {} written as search task {} of {}", kProgramSignature,
-                            problem.file, searchTaskId, databasePath)
-                    .c_str());
+  return RunSearch(options, std::move(request), session, databasePath, logPath, out, messages);
+}
 
-  CObserverList observers;
-  CSearchLog searchLog(*session.log);
-  observers.Add(searchLog);
-  CProgressLine progress(stderr);
-  if (!options.quiet && isatty(fileno(stderr))) observers.Add(progress);
-  const int jobs = options.jobs > 0
-                       ? options.jobs
-                       : std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
-  const FSolveTask solveTask = [jobs](int taskId, std::chrono::steady_clock::time_point deadline) {
-    CTaskSolveSettings settings;
-    settings.deadline = deadline;
-    settings.jobs = jobs;
-    return SolveTask(taskId, settings);
-  };
-  CBranchAndBoundSearch search(module, solveTask, observers, problem.limits, session.log.get());
-  CSearchOutcome outcome;
-  try {
-    outcome = search.Run(searchTaskId);
-  } catch (const CModuleError& error) {
-    ReportCommittedSearch(out, searchTaskId, databasePath);
-    throw CModuleError(fmt::format("{} (details in {})", error.what(), logPath));
-  } catch (const CDatabaseError& error) {
-    ReportCommittedSearch(out, searchTaskId, databasePath);
-    throw CDatabaseError(
-        fmt::format("{}; the search stopped, and {} keeps what it committed before", error.what(),
-                    databasePath));
-  } catch (const CTaskDataError&) {
-    ReportCommittedSearch(out, searchTaskId, databasePath);
-    throw;
-  }
-  PrintReport(out, outcome, databasePath);
-  return outcome.discreteFeasible ? EExitCode::Success : EExitCode::NoFeasibleDesign;
+EExitCode RunResume(const CSolveOptions& options, std::optional<int> searchTaskId, FILE* out,
+                    FILE* messages) {
+  const std::string& databasePath = options.databasePath;
+  if (!std::filesystem::is_regular_file(databasePath))
+    throw CDatabaseError(databasePath + ": no such database file");
+  LoadedModule();
+  const std::string logPath = options.logPath.empty() ? LogPathFor(databasePath) : options.logPath;
+  CheckOutputFiles(databasePath, logPath);
+  InstallLockWait(options, messages);
+  CSession session;
+  OpenTaskDatabase(databasePath);
+  const CSearchRow resumed = SearchToResume(databasePath, searchTaskId);
+  CSearchRequest request;
+  request.problem = ParseProblem(resumed.problemText, resumed.problemFile);
+  request.problemText = resumed.problemText;
+  request.settingsJson = resumed.settings;
+  request.resumes = resumed.searchTaskId;
+  CProblem& problem = request.problem;
+  ApplySettingsJson(resumed.settings, problem);
+  // The limits that stopped it are not taken up again; those given now hold.
+  problem.limits = CSearchLimits();
+  if (options.maxNodes) problem.limits.maxNodes = *options.maxNodes;
+  if (options.timeLimit) problem.limits.timeLimit = *options.timeLimit;
+  SetDefaultWorkFolder(problem, databasePath);
+  session.log = std::make_unique<CLogFile>(logPath.c_str(), options.logLevel);
+  SetCurrentLog(session.log.get());
+  return RunSearch(options, std::move(request), session, databasePath, logPath, out, messages);
 }

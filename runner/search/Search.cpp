@@ -74,13 +74,17 @@ CSearchOutcome CBranchAndBoundSearch::Run(int searchTaskId) {
   }
   // A root stopped by the deadline leaves the search unfinished, whatever the
   // module made of it.
-  if (m_searchSolution.status == ESolveStatus::TimeLimit) {
+  const bool stoppedAtRoot = m_searchSolution.status == ESolveStatus::TimeLimit || StopRequested();
+  if (stoppedAtRoot) {
+    const ESearchEnd why = m_searchSolution.status == ESolveStatus::TimeLimit
+                               ? ESearchEnd::TimeLimit
+                               : ESearchEnd::Interrupted;
     if (subtaskId != 0) {
       CLock step(GetPOD(), 0);
-      StopEarly(ESearchEnd::TimeLimit);
+      StopEarly(why);
       step.UnLock();
-    } else {
-      m_outcome.end = ESearchEnd::TimeLimit;
+    } else if (why == ESearchEnd::TimeLimit) {
+      m_outcome.end = why;
     }
     subtaskId = 0;
   }
@@ -91,6 +95,8 @@ CSearchOutcome CBranchAndBoundSearch::Run(int searchTaskId) {
       StopEarly(ESearchEnd::NodeLimit);
     } else if (HasRunOutOfTime()) {
       StopEarly(ESearchEnd::TimeLimit);
+    } else if (StopRequested()) {
+      StopEarly(ESearchEnd::Interrupted);
     } else {
       subtaskId = NextSubtask();
     }
@@ -148,6 +154,8 @@ void CBranchAndBoundSearch::StopEarly(ESearchEnd why) {
 bool CBranchAndBoundSearch::HasReachedNodeLimit() const {
   return m_limits.maxNodes > 0 && m_outcome.nodesSolved >= m_limits.maxNodes;
 }
+
+bool CBranchAndBoundSearch::StopRequested() const { return m_stopRequested && m_stopRequested(); }
 
 bool CBranchAndBoundSearch::HasRunOutOfTime() const {
   return m_limits.timeLimit > 0 && ElapsedSeconds() >= m_limits.timeLimit;

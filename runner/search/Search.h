@@ -9,8 +9,9 @@
 //      continuous optimum and hands out the first subtask (or 0);
 //   3. while a subtask is outstanding: solve it, PostDiscreteTask(id, false),
 //      check the limits, GenDiscreteTask(0, log) for the next;
-//   4. a limit stops the search early: BranchBoundStop(search task) writes the
-//      best design found so far into the search task's result.
+//   4. a limit or a request to stop (StopWhen) ends the search early:
+//      BranchBoundStop(search task) writes the best design found so far into
+//      the search task's result.
 // The result is the task named by the search task's CResult m_nResultTask,
 // a feasible discrete design when its m_nDiscreteFeasible is 1.
 //
@@ -53,6 +54,10 @@ class CBranchAndBoundSearch {
   CBranchAndBoundSearch(const CDiscreteModule& module, FSolveTask solveTask,
                         CSearchObserver& observer, const CSearchLimits& limits, CLogFile* log);
 
+  // After every step the search asks `requested`; once it says yes, the
+  // search stops as at a limit (ESearchEnd::Interrupted).
+  void StopWhen(std::function<bool()> requested) { m_stopRequested = std::move(requested); }
+
   // Runs the whole search for the task. The database must be open.
   CSearchOutcome Run(int searchTaskId);
 
@@ -64,6 +69,7 @@ class CBranchAndBoundSearch {
   void StopEarly(ESearchEnd why);
   bool HasReachedNodeLimit() const;
   bool HasRunOutOfTime() const;
+  bool StopRequested() const;
   void Report(int taskId, int parentTaskId, const CTaskSolution& solution, bool discreteFeasible);
   double ElapsedSeconds() const;
   std::chrono::steady_clock::time_point Deadline() const;
@@ -74,6 +80,7 @@ class CBranchAndBoundSearch {
   FSolveTask m_solveTask;                           // solves a task
   CSearchObserver& m_observer;                      // not owned
   CSearchLimits m_limits;                           // when to stop early
+  std::function<bool()> m_stopRequested;            // asked after every step; may be empty
   CLogFile* m_log;                                  // handed to the module; not owned
   CSearchOutcome m_outcome;                         // filled as the search goes
   CTaskSolution m_searchSolution;                   // the search task's continuous solution

@@ -26,6 +26,8 @@ const char* Describe(ESearchEnd end) {
       return "stopped at the node limit";
     case ESearchEnd::TimeLimit:
       return "stopped at the time limit";
+    case ESearchEnd::Interrupted:
+      return "interrupted";
     case ESearchEnd::Unfinished:
       return "the search did not finish";
   }

@@ -27,10 +27,11 @@ enum class ENodeOutcome {
 
 // How a search ended: this is data, not an error.
 enum class ESearchEnd {
-  Complete,    // the module explored every node
-  NodeLimit,   // stopped after the maximum number of subtasks
-  TimeLimit,   // stopped when the time limit had passed
-  Unfinished,  // stopped by a failure; the result is the best design it committed (SearchState.h)
+  Complete,     // the module explored every node
+  NodeLimit,    // stopped after the maximum number of subtasks
+  TimeLimit,    // stopped when the time limit had passed
+  Interrupted,  // stopped when asked to (Ctrl-C), after the subtask it was solving
+  Unfinished,   // stopped by a failure; the result is the best design it committed (SearchState.h)
 };
 
 struct CNodeSummary {

@@ -5,7 +5,6 @@
 
 #include <chrono>
 #include <cmath>
-#include <ctime>
 #include <limits>
 #include <memory>
 #include <stdexcept>
@@ -17,6 +16,7 @@
 #include "solver/Optimizer.h"
 #include "solver/SolveAttempts.h"
 #include "tasks/EvaluationTable.h"
+#include "tasks/LocalTime.h"
 #include "tasks/RecordArrays.h"
 #include "tasks/RecordKinds.h"
 #include "tasks/TaskProblem.h"
@@ -38,15 +38,6 @@ void LogAnalysisFailure(const std::string& line) {
     log->WriteLine("ANALYSIS", line.c_str());
   else
     fmt::print(stderr, "{}\n", line);
-}
-
-std::string LocalTimeNow() {
-  const std::time_t now = std::time(nullptr);
-  std::tm local{};
-  localtime_r(&now, &local);
-  char text[32];
-  std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &local);
-  return text;
 }
 
 std::vector<double> ReadPoint(int taskId, int pointId, size_t variableCount) {
