@@ -140,7 +140,7 @@ variables.x1 = { kind = "integer", lower = 70, upper = 60 }
   } cases[] = {
       {"solve", "", 2, StartsWith("problem is required\n")},
       {"frobnicate", "", 2,
-       StrEq("discrete: unknown command 'frobnicate'; the commands are solve, show, tree, "
+       StrEq("discrete: unknown command 'frobnicate'; the commands are solve, resume, show, tree, "
              "version, optimizers\n")},
       {"solve small.toml --max-nodes -3", "", 2,
        StartsWith("--max-nodes: '-3' is not a whole number from 0 to 2147483647\n")},
