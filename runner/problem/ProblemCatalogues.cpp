@@ -59,6 +59,8 @@ std::string ColumnLabel(const std::vector<std::string>& columns, size_t index) {
              : fmt::format("column {}", index + 1);
 }
 
+std::string Cells(size_t count) { return fmt::format("{} cell{}", count, count == 1 ? "" : "s"); }
+
 std::string FolderOf(const std::string& file) {
   const std::filesystem::path folder = std::filesystem::path(file).parent_path();
   return folder.empty() ? "." : folder.string();
@@ -106,8 +108,8 @@ void ReadCsvTable(const std::string& fileName, const std::string& path, int line
     const std::string place = fmt::format("{}:{}", fileName, record.line);
     if (record.fields.size() != table.columns.size()) {
       issues.Add(line, "file",
-                 fmt::format("{}: {} cells; the header has {} columns", place, record.fields.size(),
-                             table.columns.size()));
+                 fmt::format("{}: {}; the header has {} columns", place,
+                             Cells(record.fields.size()), table.columns.size()));
       continue;
     }
     std::vector<double> row;
@@ -160,7 +162,7 @@ void ReadInlineTable(CTableReader& reader, CCatalogueIssues& issues, STable& tab
       issues.Add(LineOf(node), "rows",
                  cells == nullptr
                      ? fmt::format("{}: {} is not a list of numbers", place, Describe(node))
-                     : fmt::format("{}: {} cells; there are {} columns", place, cells->size(),
+                     : fmt::format("{}: {}; there are {} columns", place, Cells(cells->size()),
                                    table.columns.size()));
       continue;
     }
@@ -184,13 +186,16 @@ void ReadInlineTable(CTableReader& reader, CCatalogueIssues& issues, STable& tab
 
 // Column names name quantities "<variable>_<column>": letters, digits and
 // '_', each once.
+bool IsUsableColumnName(const std::string& name) {
+  return !name.empty() && std::all_of(name.begin(), name.end(), [](char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) || c == '_';
+  });
+}
+
 void CheckColumns(const STable& table, const std::string& key, int line, CCatalogueIssues& issues) {
   for (size_t c = 0; c < table.columns.size(); ++c) {
     const std::string& name = table.columns[c];
-    const bool usable = !name.empty() && std::all_of(name.begin(), name.end(), [](char ch) {
-      return std::isalnum(static_cast<unsigned char>(ch)) || ch == '_';
-    });
-    if (!usable) {
+    if (!IsUsableColumnName(name)) {
       issues.Add(line, key,
                  fmt::format("{}{} is not a usable column name: letters, digits and '_' only (it "
                              "names the quantities <variable>_<column>)",
@@ -265,9 +270,9 @@ void ReadCatalogue(CTableReader& reader, const std::string& baseFolder,
     return reader.Report("key", fmt::format("unknown column '{}'; the columns are {}",
                                             Excerpt(*keyName), Excerpt(known, 200)));
   }
-  if (issues.Found()) return;
   catalogue.columns = table.columns;
   catalogue.keyColumn = static_cast<int>(key - table.columns.begin());
+  if (issues.Found()) return;
   SortRows(table, tableKey, line, issues, catalogue);
 }
 
@@ -312,32 +317,40 @@ void AddCatalogueQuantities(CProblem& problem, std::vector<CProblemIssue>& issue
   for (const CProblemVariable& variable : problem.variables) {
     if (variable.catalogueIndex < 0) continue;
     const CProblemCatalogue& catalogue = problem.catalogues[variable.catalogueIndex];
-    if (catalogue.setIndex < 0) continue;  // its mistakes are reported
-    const std::vector<double>& keys = problem.sets[catalogue.setIndex].values;
+    // The quantities of a catalogue with mistakes (already reported), which
+    // has no rows, and those too long to be expressions stand in as the
+    // variable itself, so that expressions using them are not reported as well.
+    const bool sound = catalogue.setIndex >= 0;
+    const std::vector<double> keys =
+        sound ? problem.sets[catalogue.setIndex].values : std::vector<double>();
     const std::string field = "variables." + variable.name + ".catalogue";
+    bool tooLong = false;  // reported once
     for (size_t c = 0; c < catalogue.columns.size(); ++c) {
+      if (!IsUsableColumnName(catalogue.columns[c])) continue;  // reported
       CProblemEquation quantity;
       quantity.name = variable.name + "_" + catalogue.columns[c];
       quantity.line = variable.line;
       quantity.origin =
           fmt::format("column '{}' of catalogue '{}'", catalogue.columns[c], catalogue.name);
       quantity.field = field;
-      if (static_cast<int>(c) == catalogue.keyColumn) {
-        quantity.expression = variable.name;
-      } else {
+      if (static_cast<int>(c) != catalogue.keyColumn && sound) {
         std::vector<double> values;
         for (const auto& row : catalogue.rows) values.push_back(row[c]);
         quantity.expression = InterpolationCall(variable.name, keys, values);
       }
       if (quantity.expression.size() > LongestExpression()) {
-        issues.push_back(
-            {variable.line, field,
-             fmt::format("catalogue '{}' has too many rows: the quantity '{}' over its {} rows "
-                         "takes {} characters, an expression at most {}",
-                         catalogue.name, Excerpt(quantity.name), catalogue.rows.size(),
-                         quantity.expression.size(), LongestExpression())});
-        break;
+        if (!tooLong) {
+          issues.push_back(
+              {variable.line, field,
+               fmt::format("catalogue '{}' has too many rows: the quantity '{}' over its {} rows "
+                           "takes {} characters, an expression at most {}",
+                           catalogue.name, Excerpt(quantity.name), catalogue.rows.size(),
+                           quantity.expression.size(), LongestExpression())});
+        }
+        tooLong = true;
+        quantity.expression.clear();
       }
+      if (quantity.expression.empty()) quantity.expression = variable.name;
       problem.equations.push_back(std::move(quantity));
     }
   }
