@@ -37,12 +37,20 @@ struct STable {
 // Reports issues about one catalogue: at the field that gives the table
 // ("catalogues.ipe.file" or "catalogues.ipe.rows"), on the line of that field
 // or of the row concerned.
+// A table of thousands of bad cells gives the first few and a line saying
+// that more follow, not thousands of lines.
 class CCatalogueIssues {
  public:
   CCatalogueIssues(std::vector<CProblemIssue>& issues, std::string path)
       : m_issues(issues), m_path(std::move(path)), m_issuesBefore(issues.size()) {}
   void Add(int line, const std::string& key, const std::string& message) {
-    m_issues.push_back({line, m_path + "." + key, message});
+    ++m_added;
+    if (m_added <= kMostShown) m_issues.push_back({line, m_path + "." + key, message});
+    if (m_added == kMostShown + 1) {
+      m_issues.push_back(
+          {line, m_path + "." + key,
+           fmt::format("more mistakes in the table; the first {} are shown", kMostShown)});
+    }
   }
   // Whether the catalogue has a mistake: an issue added here or by its table's reader.
   bool Found() const { return m_issues.size() > m_issuesBefore; }
@@ -50,21 +58,16 @@ class CCatalogueIssues {
  private:
   std::vector<CProblemIssue>& m_issues;
   std::string m_path;
+  static constexpr int kMostShown = 20;
   size_t m_issuesBefore;  // issues of the problem before this catalogue's
+  int m_added = 0;        // issues added here, shown or not
 };
 
 std::string ColumnLabel(const std::vector<std::string>& columns, size_t index) {
-  return index < columns.size()
-             ? fmt::format("column {} ('{}')", index + 1, Excerpt(columns[index]))
-             : fmt::format("column {}", index + 1);
+  return fmt::format("column {} ('{}')", index + 1, Excerpt(columns[index]));
 }
 
 std::string Cells(size_t count) { return fmt::format("{} cell{}", count, count == 1 ? "" : "s"); }
-
-std::string FolderOf(const std::string& file) {
-  const std::filesystem::path folder = std::filesystem::path(file).parent_path();
-  return folder.empty() ? "." : folder.string();
-}
 
 // A cell of a CSV file: a finite number and nothing else (spaces around it
 // aside). Nothing when it is not one.
@@ -281,7 +284,7 @@ void ReadCatalogue(CTableReader& reader, const std::string& baseFolder,
 void ReadCatalogues(CTableReader& top, CProblem& problem, std::vector<CProblemIssue>& issues) {
   const toml::table* catalogues = top.Table("catalogues", ERequired::No);
   if (catalogues == nullptr) return;
-  const std::string baseFolder = FolderOf(problem.file);
+  const std::string baseFolder = FolderOfFile(problem.file);
   for (const auto& [name, node] : InFileOrder(*catalogues)) {
     CProblemCatalogue catalogue;
     catalogue.name = name;

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 
 namespace {
 
@@ -54,4 +55,9 @@ std::string ReadRegularFile(const std::string& path, size_t largestBytes, const 
     if (text.size() > largestBytes) throw tooLarge();
   }
   return text;
+}
+
+std::string FolderOfFile(const std::string& file) {
+  const std::filesystem::path folder = std::filesystem::path(file).parent_path();
+  return folder.empty() ? "." : folder.string();
 }

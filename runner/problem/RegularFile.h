@@ -1,9 +1,10 @@
 #pragma once
 
-// Reading a whole file that the user names (a problem file, a catalogue's CSV
-// file) with the checks a careful reader makes first: a directory, a device
-// (/dev/zero), a FIFO or a file larger than the limit is refused before
-// anything is read, and opening never waits for a FIFO's writer.
+// Files the user names: where a problem file's relative paths start, and
+// reading a whole file (a problem file, a catalogue's CSV file) with the
+// checks a careful reader makes first: a directory, a device (/dev/zero), a
+// FIFO or a file larger than the limit is refused before anything is read,
+// and opening never waits for a FIFO's writer.
 
 #include <cstddef>
 #include <stdexcept>
@@ -15,3 +16,7 @@
 // not a CSV file (a regular file)", "the file is larger than 16 MiB, the most
 // a CSV file may hold"); `what` names the kind of file ("a CSV file").
 std::string ReadRegularFile(const std::string& path, size_t largestBytes, const std::string& what);
+
+// The folder of a file, from which the paths a problem file gives are taken:
+// "." for a bare file name.
+std::string FolderOfFile(const std::string& file);

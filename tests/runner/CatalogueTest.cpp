@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -173,6 +174,17 @@ TEST_F(CatalogueFiles, CatalogueTooLargeForAnExpressionIsRefusedOnce) {
                           "many rows: the quantity 'beam_A' over its 1500 rows takes "));
   EXPECT_THAT(errors, ::testing::EndsWith("characters, an expression at most 20000"));
   EXPECT_EQ(errors.find('\n'), std::string::npos) << errors;
+}
+
+// A table of thousands of bad cells shows the first 20 and says that more follow.
+TEST_F(CatalogueFiles, ManyBadCellsGiveTheFirstTwentyMistakes) {
+  std::string csv = "h,mass\n";
+  for (int row = 1; row <= 5000; ++row) csv += fmt::format("{},x\n", row);
+  Write("t.csv", csv);
+  const std::string errors = ErrorsOf(BeamProblem("file = \"t.csv\"\nkey = \"h\""));
+  EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 20) << errors;
+  EXPECT_THAT(errors, HasSubstr("t.csv:21: column 2 ('mass'): 'x' is not a finite number"));
+  EXPECT_THAT(errors, ::testing::EndsWith("more mistakes in the table; the first 20 are shown"));
 }
 
 struct CCatalogueMistake {
