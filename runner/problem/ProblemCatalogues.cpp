@@ -229,8 +229,8 @@ void SortRows(STable& table, const std::string& tableKey, int line, CCatalogueIs
     if (table.rows[first][key] == table.rows[second][key]) {
       issues.Add(table.rowLines[second], tableKey,
                  fmt::format("{} and {} have the same {} {}; the key column's values are unique",
-                             table.rowPlaces[first], table.rowPlaces[second], table.columns[key],
-                             FormatNumber(table.rows[first][key])));
+                             table.rowPlaces[first], table.rowPlaces[second],
+                             Excerpt(table.columns[key]), FormatNumber(table.rows[first][key])));
     }
   }
   if (table.rows.size() < 2 && !issues.Found()) {
@@ -333,8 +333,8 @@ void AddCatalogueQuantities(CProblem& problem, std::vector<CProblemIssue>& issue
       CProblemEquation quantity;
       quantity.name = variable.name + "_" + catalogue.columns[c];
       quantity.line = variable.line;
-      quantity.origin =
-          fmt::format("column '{}' of catalogue '{}'", catalogue.columns[c], catalogue.name);
+      quantity.origin = fmt::format("column '{}' of catalogue '{}'", Excerpt(catalogue.columns[c]),
+                                    Excerpt(catalogue.name));
       quantity.field = field;
       if (static_cast<int>(c) != catalogue.keyColumn && sound) {
         std::vector<double> values;
@@ -347,7 +347,7 @@ void AddCatalogueQuantities(CProblem& problem, std::vector<CProblemIssue>& issue
               {variable.line, field,
                fmt::format("catalogue '{}' has too many rows: the quantity '{}' over its {} rows "
                            "takes {} characters, an expression at most {}",
-                           catalogue.name, Excerpt(quantity.name), catalogue.rows.size(),
+                           Excerpt(catalogue.name), Excerpt(quantity.name), catalogue.rows.size(),
                            quantity.expression.size(), LongestExpression())});
         }
         tooLong = true;
