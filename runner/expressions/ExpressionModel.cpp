@@ -1,5 +1,6 @@
 #include "expressions/ExpressionModel.h"
 
+#include <fmt/format.h>
 #include <muParser.h>
 
 #include <algorithm>
@@ -8,14 +9,29 @@
 
 #include "expressions/ExpressionSyntax.h"
 #include "expressions/MessageText.h"
+#include "expressions/PiecewiseLinear.h"
 
 namespace {
 
-// A parser with this program's constants; muParser already knows its own
-// functions and _pi, _e.
+// interpolate(x, k1, v1, k2, v2, ...) for muParser. A wrong number of
+// arguments shows when the expression is compiled (Compile() evaluates it
+// once), never later: the count is fixed by the text.
+double Interpolate(const double* arguments, int count) {
+  if (count < 5 || count % 2 == 0) {
+    throw mu::ParserError(
+        fmt::format("{}(x, k1, v1, k2, v2, ...) takes x and two or more key, value pairs, not {} "
+                    "arguments",
+                    kInterpolateFunction, count));
+  }
+  return InterpolatePiecewiseLinear(arguments[0], arguments + 1, (count - 1) / 2);
+}
+
+// A parser with this program's constant pi and function interpolate;
+// muParser already knows its own functions and _pi, _e.
 std::unique_ptr<mu::Parser> MakeParser() {
   auto parser = std::make_unique<mu::Parser>();
   parser->DefineConst("pi", M_PI);
+  parser->DefineFun(kInterpolateFunction, Interpolate);
   return parser;
 }
 

@@ -49,6 +49,9 @@ struct CProblemVariable {
   std::string units;            // free text
   int line = 0;                 // line of the file that declares it
   bool boundsMoved = false;     // bounds were moved onto allowed values
+  // Index into CProblem::catalogues of a variable over a catalogue's rows
+  // (then also a Set variable over the catalogue's set); -1 otherwise
+  int catalogueIndex = -1;
 };
 
 struct CProblemSet {
@@ -57,10 +60,29 @@ struct CProblemSet {
   int line = 0;                // line of the file that declares it
 };
 
+// A table of rows, each of numbers under named columns; a variable over it
+// takes the key column's values, and its other columns become quantities
+// (ProblemCatalogues.cpp).
+struct CProblemCatalogue {
+  std::string name;                  // unique among catalogues and sets; names its set
+  std::vector<std::string> columns;  // usable in names, unique, at least one
+  int keyColumn = 0;                 // index into columns of the key column
+  // Rows sorted by the key column, strictly ascending; at least two, each of
+  // columns.size() finite numbers
+  std::vector<std::vector<double>> rows;
+  int setIndex = -1;  // index into CProblem::sets of the set of its key values
+  int line = 0;       // line of the file that declares it
+};
+
 struct CProblemEquation {
   std::string name;        // unique among variables and equations
   std::string expression;  // over variables and the equations declared above it
   int line = 0;            // line of the file that declares it
+  // For a quantity of a catalogue variable, what it is ("column 'A' of
+  // catalogue 'ipe'") and the field that makes it ("variables.beam.catalogue");
+  // both empty for an equation of [equations]
+  std::string origin;
+  std::string field;
 };
 
 struct CProblemConstraint {
@@ -88,15 +110,18 @@ struct CProblem {
   int moduleType = 0;       // 0: one start point; 1: several start points
   int startPoints = 1;      // design points of a module type 1 task (start point included); >= 1
   unsigned seed = 1;        // seed of the Latin hypercube of module type 1
-  std::string objectiveName = "objective";      // label of the objective
-  std::string objective;                        // the objective's expression
-  double objectiveScale = 1.0;                  // the optimiser works on objective / scale; > 0
-  int objectiveLine = 0;                        // line of the file that states the objective
-  double referenceObjective = kNoValue;         // published optimum; NaN for none
-  double referenceTolerance = 0.0;              // relative tolerance on it; 0 for none
-  std::vector<CProblemVariable> variables;      // in declaration order
-  std::vector<CProblemSet> sets;                // in declaration order
-  std::vector<CProblemEquation> equations;      // in declaration order
+  std::string objectiveName = "objective";    // label of the objective
+  std::string objective;                      // the objective's expression
+  double objectiveScale = 1.0;                // the optimiser works on objective / scale; > 0
+  int objectiveLine = 0;                      // line of the file that states the objective
+  double referenceObjective = kNoValue;       // published optimum; NaN for none
+  double referenceTolerance = 0.0;            // relative tolerance on it; 0 for none
+  std::vector<CProblemVariable> variables;    // in declaration order
+  std::vector<CProblemSet> sets;              // in declaration order, then one per catalogue
+  std::vector<CProblemCatalogue> catalogues;  // in declaration order
+  // The catalogue variables' quantities (in order of variables, then of
+  // columns), then [equations] in declaration order
+  std::vector<CProblemEquation> equations;
   std::vector<CProblemConstraint> constraints;  // in declaration order
   // External analysis programs, in declaration order; their programs resolved
   // to absolute paths, their work folder still to be set by SolveCommand

@@ -7,6 +7,7 @@
 
 #include "expressions/MessageText.h"
 #include "problem/ProblemSections.h"
+#include "problem/RegularFile.h"
 
 namespace {
 
@@ -29,11 +30,6 @@ std::optional<std::vector<std::string>> TextList(CTableReader& reader, const std
     return std::nullopt;
   }
   return texts;
-}
-
-std::string FolderOf(const std::string& file) {
-  const std::filesystem::path folder = std::filesystem::path(file).parent_path();
-  return folder.empty() ? "." : folder.string();
 }
 
 void ReadCommand(CTableReader& reader, const std::string& baseFolder,
@@ -102,7 +98,7 @@ void ReadHandling(CTableReader& reader, CAnalysisDefinition& analysis) {
 }  // namespace
 
 void ReadAnalyses(CTableReader& top, CProblem& problem, std::vector<CProblemIssue>& issues) {
-  const std::string baseFolder = FolderOf(problem.file);
+  const std::string baseFolder = FolderOfFile(problem.file);
   std::string workFolder;
   if (const auto folder = top.Text("work_folder", ERequired::No)) {
     if (folder->empty()) top.Report("work_folder", "the folder is empty");

@@ -40,22 +40,31 @@ std::optional<std::string> NameMistake(const std::string& name) {
 // Names of variables and equations share one name space: expressions use both.
 void CheckNames(const CProblem& problem, std::vector<CProblemIssue>& issues) {
   std::map<std::string, std::string> declared;  // name -> "variable (line n)"
-  auto check = [&](const std::string& name, int line, const std::string& path, const char* what) {
+  // `what` says what the name names, `origin` more of it (empty for a name of the file's own)
+  auto check = [&](const std::string& name, int line, const std::string& path,
+                   const std::string& what, const std::string& origin = "") {
+    const std::string label =
+        origin.empty() ? "'" + name + "'" : fmt::format("'{}' ({})", name, origin);
     if (const auto mistake = NameMistake(name)) {
-      issues.push_back({line, path, *mistake});
+      issues.push_back(
+          {line, path, origin.empty() ? *mistake : fmt::format("{}: {}", origin, *mistake)});
     } else if (auto found = declared.find(name); found != declared.end()) {
       issues.push_back(
           {line, path,
-           fmt::format("duplicate name '{}': already the name of a {}", name, found->second)});
+           fmt::format("duplicate name {}: already the name of a {}", label, found->second)});
       return;
     }
-    declared.emplace(name, fmt::format("{} (line {})", what, line));
+    declared.emplace(
+        name, fmt::format("{} (line {})", origin.empty() ? what : what + ", " + origin, line));
   };
   for (const CProblemVariable& variable : problem.variables) {
     check(variable.name, variable.line, "variables." + variable.name, "variable");
   }
   for (const CProblemEquation& equation : problem.equations) {
-    check(equation.name, equation.line, "equations." + equation.name, "equation");
+    if (equation.field.empty())
+      check(equation.name, equation.line, "equations." + equation.name, "equation");
+    else
+      check(equation.name, equation.line, equation.field, "catalogue quantity", equation.origin);
   }
   // Responses of analyses are bound like variables; an analysis' name names
   // its working folder, so it keeps to the same rule.
@@ -93,7 +102,8 @@ void CheckExpressions(const CProblem& problem, std::vector<CProblemIssue>& issue
   for (const CProblemEquation& equation : problem.equations) {
     // An empty expression (or a value that is none) is already reported while reading.
     if (equation.expression.find_first_not_of(" \t\r\n") != std::string::npos) {
-      CheckExpression(equation.expression, names, equation.line, "equations." + equation.name,
+      CheckExpression(equation.expression, names, equation.line,
+                      equation.field.empty() ? "equations." + equation.name : equation.field,
                       " (an equation may use the variables and the equations above it)", issues);
     }
     declare(equation.name);

@@ -83,27 +83,47 @@ EVariableKind ReadKind(CTableReader& reader, bool hasSet) {
   return EVariableKind::Continuous;
 }
 
-void ReadVariable(CTableReader& reader, const std::vector<CProblemSet>& sets,
-                  CProblemVariable& variable) {
+// The set of a Set variable: named by `set`, or the set of a catalogue's key
+// values named by `catalogue`.
+void ReadValues(CTableReader& reader, const CProblem& problem, CProblemVariable& variable) {
   const auto setName = reader.Text("set", ERequired::No);
-  variable.kind = ReadKind(reader, setName.has_value());
-  const bool isSet = variable.kind == EVariableKind::Set;
-  if (isSet) {
-    if (!setName) {
-      reader.Report("set", "missing; a variable of kind \"set\" names the set of its values");
-    } else {
-      variable.setName = *setName;
-      auto found = std::find_if(sets.begin(), sets.end(),
-                                [&](const CProblemSet& s) { return s.name == *setName; });
-      if (found == sets.end()) {
-        reader.Report("set", fmt::format("unknown set '{}'", Excerpt(*setName)));
-      } else {
-        variable.setIndex = static_cast<int>(found - sets.begin());
-      }
+  const auto catalogueName = reader.Text("catalogue", ERequired::No);
+  variable.kind = ReadKind(reader, setName || catalogueName);
+  if (variable.kind != EVariableKind::Set) {
+    if (setName || catalogueName) {
+      reader.Report(setName ? "set" : "catalogue",
+                    "only a variable of kind \"set\" takes its values from a set or a catalogue");
     }
-  } else if (setName) {
-    reader.Report("set", "only a variable of kind \"set\" takes its values from a set");
+  } else if (catalogueName) {
+    if (setName) reader.Report("set", "give the variable's 'set' or its 'catalogue', not both");
+    const auto& catalogues = problem.catalogues;
+    auto found = std::find_if(catalogues.begin(), catalogues.end(),
+                              [&](const CProblemCatalogue& c) { return c.name == *catalogueName; });
+    if (found == catalogues.end()) {
+      reader.Report("catalogue", fmt::format("unknown catalogue '{}'", Excerpt(*catalogueName)));
+    } else {
+      variable.catalogueIndex = static_cast<int>(found - catalogues.begin());
+      variable.setName = found->name;
+      variable.setIndex = found->setIndex;
+    }
+  } else if (!setName) {
+    reader.Report("set", "missing; a variable of kind \"set\" names the set of its values");
+  } else {
+    variable.setName = *setName;
+    auto found = std::find_if(problem.sets.begin(), problem.sets.end(),
+                              [&](const CProblemSet& s) { return s.name == *setName; });
+    if (found == problem.sets.end()) {
+      reader.Report("set", fmt::format("unknown set '{}'", Excerpt(*setName)));
+    } else {
+      variable.setIndex = static_cast<int>(found - problem.sets.begin());
+    }
   }
+}
+
+void ReadVariable(CTableReader& reader, const CProblem& problem, CProblemVariable& variable) {
+  ReadValues(reader, problem, variable);
+  const bool isSet = variable.kind == EVariableKind::Set;
+  const std::vector<CProblemSet>& sets = problem.sets;
   // A set variable's bounds default to its set's range.
   const bool setKnown = variable.setIndex >= 0 && !sets[variable.setIndex].values.empty();
   const ERequired boundsRequired = isSet ? ERequired::No : ERequired::Yes;
@@ -232,7 +252,7 @@ void ReadVariables(CTableReader& top, CProblem& problem, std::vector<CProblemIss
     const std::string path = "variables." + name;
     if (const toml::table* table = node->as_table()) {
       CTableReader reader(*table, path, issues);
-      ReadVariable(reader, problem.sets, variable);
+      ReadVariable(reader, problem, variable);
     } else {
       issues.push_back(
           {variable.line, path,
@@ -246,7 +266,7 @@ void ReadEquations(CTableReader& top, CProblem& problem, std::vector<CProblemIss
   const toml::table* equations = top.Table("equations", ERequired::No);
   if (equations == nullptr) return;
   for (const auto& [name, node] : InFileOrder(*equations)) {
-    CProblemEquation equation{name, node->value_or(std::string()), LineOf(*node)};
+    CProblemEquation equation{name, node->value_or(std::string()), LineOf(*node), "", ""};
     if (!node->is_string()) {
       issues.push_back({equation.line, "equations." + name,
                         fmt::format("{} is not an expression in double quotes", Describe(*node))});

@@ -1,14 +1,9 @@
 #include "problem/ProblemFile.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
-#include <cstring>
 #include <limits>
 #include <optional>
 #include <tuple>
@@ -17,6 +12,7 @@
 #include "problem/ProblemBounds.h"
 #include "problem/ProblemCheck.h"
 #include "problem/ProblemSections.h"
+#include "problem/RegularFile.h"
 #include "problem/TomlFields.h"
 #include "solver/Algorithms.h"
 
@@ -224,21 +220,6 @@ void ReadSettings(CTableReader& top, CProblem& problem) {
   }
 }
 
-// What a file that is no regular file is, for a message.
-const char* FileKind(mode_t mode) {
-  if (S_ISDIR(mode)) return "a directory";
-  if (S_ISCHR(mode)) return "a character device";
-  if (S_ISBLK(mode)) return "a block device";
-  if (S_ISFIFO(mode)) return "a FIFO (named pipe)";
-  if (S_ISSOCK(mode)) return "a socket";
-  return "a special file";
-}
-
-std::string TooLarge() {
-  return fmt::format("the file is larger than {} MiB, the most a problem file may hold",
-                     kLargestProblemFile >> 20);
-}
-
 // Longest field path and TOML syntax message quoted in a message.
 constexpr size_t kLongestField = 160;
 constexpr size_t kLongestParseError = 200;
@@ -274,7 +255,9 @@ CProblem ParseProblem(std::string_view text, const std::string& fileName) {
   CTableReader top(document, "", issues);
   ReadSettings(top, problem);
   ReadSets(top, problem, issues);
+  ReadCatalogues(top, problem, issues);
   ReadVariables(top, problem, issues);
+  AddCatalogueQuantities(problem, issues);
   ReadEquations(top, problem, issues);
   ReadObjective(top, problem, issues);
   ReadConstraints(top, problem, issues);
@@ -295,33 +278,11 @@ CProblem ParseProblem(std::string_view text, const std::string& fileName) {
 }
 
 CProblem ReadProblemFile(const std::string& path) {
-  auto fail = [&](const std::string& message) {
-    return CProblemFileError(path, {{0, "", message}});
-  };
-  // Opening does not wait for a writer, should the path name a FIFO.
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (descriptor < 0) throw fail(fmt::format("cannot open the file: {}", std::strerror(errno)));
-  struct SCloser {
-    int descriptor;
-    ~SCloser() { close(descriptor); }
-  } closer{descriptor};
-  struct stat status {};
-  if (fstat(descriptor, &status) != 0)
-    throw fail(fmt::format("cannot read the file: {}", std::strerror(errno)));
-  if (!S_ISREG(status.st_mode)) {
-    throw fail(fmt::format("is {}, not a problem file (a regular file)", FileKind(status.st_mode)));
-  }
-  if (static_cast<unsigned long long>(status.st_size) > kLargestProblemFile) throw fail(TooLarge());
-  // The size is checked again while reading: the file may grow meanwhile.
   std::string text;
-  char buffer[65536];
-  for (;;) {
-    const ssize_t count = read(descriptor, buffer, sizeof buffer);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) throw fail(fmt::format("cannot read the file: {}", std::strerror(errno)));
-    if (count == 0) break;
-    text.append(buffer, static_cast<size_t>(count));
-    if (text.size() > kLargestProblemFile) throw fail(TooLarge());
+  try {
+    text = ReadRegularFile(path, kLargestProblemFile, "a problem file");
+  } catch (const std::runtime_error& error) {
+    throw CProblemFileError(path, {{0, "", error.what()}});
   }
   return ParseProblem(text, path);
 }

@@ -188,7 +188,7 @@ void WriteEquations(int taskId, const CProblem& problem, POD* database) {
     equations.m_vSourceLine.push_back(equation.line);
     equations.m_vNames.push_back(equation.name);
     equations.m_vExpressions.push_back(equation.expression);
-    equations.m_vDescriptions.push_back("");
+    equations.m_vDescriptions.push_back(equation.origin);
   }
   equations.PutObject();
 }

@@ -275,7 +275,8 @@ INSTANTIATE_TEST_SUITE_P(Published, Example,
                                            CExample{"coil_spring.toml", 2.658559, 1e-6},
                                            CExample{"speed_reducer.toml", 2994.471066, 1e-7},
                                            CExample{"process_synthesis.toml", 7.667180, 1e-6},
-                                           CExample{"cantilever.toml", 2449.4897428, 1e-6}),
+                                           CExample{"cantilever.toml", 2449.4897428, 1e-6},
+                                           CExample{"floor_beams.toml", 11.09198224106706, 1e-6}),
                          [](const ::testing::TestParamInfo<CExample>& info) {
                            std::string name = info.param.file;
                            return name.substr(0, name.find('.'));
