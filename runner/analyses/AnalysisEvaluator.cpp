@@ -81,34 +81,48 @@ CAnalysisCounts& AnalysisCounts() {
 CAnalysisEvaluator::CAnalysisEvaluator(std::vector<CAnalysisDefinition> analyses,
                                        const std::vector<std::string>& variableNames,
                                        CEvaluatorSettings settings)
-    : m_analyses(std::move(analyses)), m_settings(std::move(settings)) {
+    : m_analyses(std::move(analyses)),
+      m_variableCount(variableNames.size()),
+      m_settings(std::move(settings)) {
+  std::vector<std::string> readable = variableNames;
+  readable.insert(readable.end(), m_settings.quantityNames.begin(), m_settings.quantityNames.end());
   for (const CAnalysisDefinition& analysis : m_analyses) {
     if (analysis.workFolder.empty())
       throw std::invalid_argument(fmt::format("analysis '{}' has no work folder", analysis.name));
     std::vector<size_t> indices;
     for (const std::string& name : analysis.reads) {
-      const auto found = std::find(variableNames.begin(), variableNames.end(), name);
-      if (found == variableNames.end()) {
-        throw std::invalid_argument(
-            fmt::format("analysis '{}' reads '{}', which is no variable", analysis.name, name));
+      const auto found = std::find(readable.begin(), readable.end(), name);
+      if (found == readable.end()) {
+        throw std::invalid_argument(fmt::format(
+            "analysis '{}' reads '{}', which is no variable and no quantity", analysis.name, name));
       }
-      indices.push_back(static_cast<size_t>(found - variableNames.begin()));
+      indices.push_back(static_cast<size_t>(found - readable.begin()));
     }
     m_readIndices.push_back(std::move(indices));
     m_inputNames.insert(m_inputNames.end(), analysis.writes.begin(), analysis.writes.end());
   }
 }
 
-std::string CAnalysisEvaluator::InputsOf(size_t analysis, const double* design) const {
+std::vector<double> CAnalysisEvaluator::ReadableOf(const double* design) const {
+  std::vector<double> readable(design, design + m_variableCount);
+  readable.resize(m_variableCount + m_settings.quantityNames.size());
+  if (!m_settings.quantityNames.empty())
+    m_settings.quantitiesOf(design, &readable[m_variableCount]);
+  return readable;
+}
+
+std::string CAnalysisEvaluator::InputsOf(size_t analysis,
+                                         const std::vector<double>& readable) const {
   std::vector<std::pair<std::string, double>> read;
   for (size_t i = 0; i < m_readIndices[analysis].size(); ++i)
-    read.emplace_back(m_analyses[analysis].reads[i], design[m_readIndices[analysis][i]]);
+    read.emplace_back(m_analyses[analysis].reads[i], readable[m_readIndices[analysis][i]]);
   return InputJson(read);
 }
 
-bool CAnalysisEvaluator::ReadsFiniteValues(size_t analysis, const double* design) const {
+bool CAnalysisEvaluator::ReadsFiniteValues(size_t analysis,
+                                           const std::vector<double>& readable) const {
   for (size_t index : m_readIndices[analysis])
-    if (!std::isfinite(design[index])) return false;
+    if (!std::isfinite(readable[index])) return false;
   return true;
 }
 
@@ -120,12 +134,13 @@ void CAnalysisEvaluator::Prepare(const std::vector<std::vector<double>>& designs
 }
 
 void CAnalysisEvaluator::Evaluate(const double* design, double* inputs) {
+  const std::vector<double> readable = ReadableOf(design);
   double* values = inputs;
   for (size_t a = 0; a < m_analyses.size(); ++a) {
-    auto found = m_answers.find({a, InputsOf(a, design)});
+    auto found = m_answers.find({a, InputsOf(a, readable)});
     if (found == m_answers.end()) {
       Answer({design}, 1);
-      found = m_answers.find({a, InputsOf(a, design)});
+      found = m_answers.find({a, InputsOf(a, readable)});
     }
     values = std::copy(found->second.begin(), found->second.end(), values);
   }
@@ -135,10 +150,11 @@ void CAnalysisEvaluator::Answer(const std::vector<const double*>& designs, int j
   std::vector<CPending> pending;
   std::map<std::pair<size_t, std::string>, size_t> pendingIndex;
   for (const double* design : designs) {
+    const std::vector<double> readable = ReadableOf(design);
     for (size_t a = 0; a < m_analyses.size(); ++a) {
-      std::pair<size_t, std::string> key{a, InputsOf(a, design)};
+      std::pair<size_t, std::string> key{a, InputsOf(a, readable)};
       if (m_answers.count(key) != 0 || pendingIndex.count(key) != 0) continue;
-      if (!ReadsFiniteValues(a, design)) {  // an optimiser's NaN iterate: no program sees it
+      if (!ReadsFiniteValues(a, readable)) {  // an optimiser's NaN iterate: no program sees it
         m_answers.emplace(std::move(key), NotANumber(m_analyses[a].writes.size()));
         continue;
       }

@@ -54,12 +54,18 @@ struct CEvaluatorSettings {
   // Receives the line of each failed try; may be empty.
   std::function<void(const std::string& line)> report;
   CEvaluationStore* store = nullptr;  // not owned; may be null: nothing stored
+  // Further names that analyses may read besides the variables (the
+  // quantities of catalogue variables), and how their values follow from a
+  // design: (design, values), one value per name. May both be empty.
+  std::vector<std::string> quantityNames;
+  std::function<void(const double* design, double* values)> quantitiesOf;
 };
 
 class CAnalysisEvaluator {
  public:
   // Throws std::invalid_argument unless every name in an analysis' `reads`
-  // is one of `variableNames` and every analysis has a work folder.
+  // is one of `variableNames` or of the settings' quantityNames, and every
+  // analysis has a work folder.
   CAnalysisEvaluator(std::vector<CAnalysisDefinition> analyses,
                      const std::vector<std::string>& variableNames, CEvaluatorSettings settings);
 
@@ -82,10 +88,12 @@ class CAnalysisEvaluator {
     CEvaluation evaluation;  // its input first, its tries once it ran
   };
 
-  // Whether every value the analysis reads of the design is a finite number.
-  bool ReadsFiniteValues(size_t analysis, const double* design) const;
-  // input.json's text of the analysis for the design.
-  std::string InputsOf(size_t analysis, const double* design) const;
+  // What analyses may read of a design: its variables, then the quantities.
+  std::vector<double> ReadableOf(const double* design) const;
+  // Whether every value the analysis reads is a finite number.
+  bool ReadsFiniteValues(size_t analysis, const std::vector<double>& readable) const;
+  // input.json's text of the analysis for a design's readable values.
+  std::string InputsOf(size_t analysis, const std::vector<double>& readable) const;
   // Answers every (analysis, design) pair that has no answer yet, from the
   // store or by running the programs `jobs` at a time.
   void Answer(const std::vector<const double*>& designs, int jobs);
@@ -97,7 +105,9 @@ class CAnalysisEvaluator {
   void Record(const CPending& item);
 
   std::vector<CAnalysisDefinition> m_analyses;
-  std::vector<std::vector<size_t>> m_readIndices;  // per analysis: the variables it reads
+  size_t m_variableCount;
+  // per analysis: what it reads, as indices into ReadableOf's values
+  std::vector<std::vector<size_t>> m_readIndices;
   std::vector<std::string> m_inputNames;
   CEvaluatorSettings m_settings;
   // (analysis, input.json text) -> its responses (NaN when it failed)

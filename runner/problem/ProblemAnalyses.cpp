@@ -46,23 +46,34 @@ void ReadCommand(CTableReader& reader, const std::string& baseFolder,
   analysis.command[0] = program;
 }
 
+// What an analysis may read: the design variables, then the quantities of
+// catalogue variables (which depend on their variable alone), in the
+// problem's order.
+std::vector<std::string> ReadableNames(const CProblem& problem) {
+  std::vector<std::string> names;
+  for (const CProblemVariable& variable : problem.variables) names.push_back(variable.name);
+  for (const CProblemEquation& equation : problem.equations)
+    if (!equation.origin.empty()) names.push_back(equation.name);
+  return names;
+}
+
 void ReadNames(CTableReader& reader, const CProblem& problem, CAnalysisDefinition& analysis) {
+  const std::vector<std::string> readable = ReadableNames(problem);
   if (const auto reads = TextList(reader, "reads")) {
     for (const std::string& name : *reads) {
-      const bool isVariable =
-          std::any_of(problem.variables.begin(), problem.variables.end(),
-                      [&](const CProblemVariable& variable) { return variable.name == name; });
-      if (!isVariable)
-        reader.Report("reads", fmt::format("'{}' is not a design variable", Excerpt(name)));
+      if (std::find(readable.begin(), readable.end(), name) == readable.end()) {
+        reader.Report("reads", fmt::format("'{}' is neither a design variable nor a quantity of a "
+                                           "catalogue variable",
+                                           Excerpt(name)));
+      }
     }
-    // In the problem's order of variables, each once.
-    for (const CProblemVariable& variable : problem.variables) {
-      if (std::find(reads->begin(), reads->end(), variable.name) != reads->end())
-        analysis.reads.push_back(variable.name);
+    // In the problem's order, each once.
+    for (const std::string& name : readable) {
+      if (std::find(reads->begin(), reads->end(), name) != reads->end())
+        analysis.reads.push_back(name);
     }
   } else if (reader.Node("reads") == nullptr) {
-    for (const CProblemVariable& variable : problem.variables)
-      analysis.reads.push_back(variable.name);
+    analysis.reads = readable;
   }
   if (const auto writes = TextList(reader, "writes")) {
     if (writes->empty()) reader.Report("writes", "the list is empty; name at least one response");

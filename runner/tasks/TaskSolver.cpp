@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <sys/time.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <limits>
@@ -29,8 +30,32 @@ constexpr int kImprovementsKeptPerRun = 50;  // module type 0
 // programs run before them.
 struct CTaskModel {
   std::unique_ptr<CExpressionModel> expressions;
+  std::unique_ptr<CExpressionModel>
+      quantities;  // what analyses read besides variables; may be null
   std::unique_ptr<CAnalysisEvaluator> analyses;  // null without analyses
 };
+
+// The equations that analyses read (the quantities of catalogue variables,
+// which depend on their variable alone), as a model whose responses are
+// their values; null when analyses read variables only.
+std::unique_ptr<CExpressionModel> QuantitiesReadByAnalyses(const CTaskProblem& task,
+                                                           std::vector<std::string>& names) {
+  CModelDefinition definition;
+  definition.variableNames = task.variableNames;
+  for (const auto& [name, expression] : task.model.equations) {
+    const bool read = std::any_of(
+        task.analyses.begin(), task.analyses.end(), [&](const CAnalysisDefinition& analysis) {
+          return std::find(analysis.reads.begin(), analysis.reads.end(), name) !=
+                 analysis.reads.end();
+        });
+    if (!read) continue;
+    definition.equations.emplace_back(name, expression);
+    definition.responses.push_back(name);
+    names.push_back(name);
+  }
+  if (names.empty()) return nullptr;
+  return std::make_unique<CExpressionModel>(definition);
+}
 
 // A failed evaluation of an analysis program, in the log (stderr without one).
 void LogAnalysisFailure(const std::string& line) {
@@ -299,6 +324,13 @@ CTaskSolution SolveTask(int taskId, const CTaskSolveSettings& settings) {
   if (!task.analyses.empty()) {
     try {
       CEvaluatorSettings evaluatorSettings;
+      model.quantities = QuantitiesReadByAnalyses(task, evaluatorSettings.quantityNames);
+      if (model.quantities) {
+        evaluatorSettings.quantitiesOf = [quantities = model.quantities.get()](const double* design,
+                                                                               double* values) {
+          quantities->Evaluate(design, values);
+        };
+      }
       evaluatorSettings.jobs = settings.jobs;
       evaluatorSettings.report = LogAnalysisFailure;
       evaluatorSettings.store = &evaluations;
@@ -306,6 +338,9 @@ CTaskSolution SolveTask(int taskId, const CTaskSolveSettings& settings) {
                                                             std::move(evaluatorSettings));
     } catch (const std::invalid_argument& error) {
       throw CTaskDataError(fmt::format("task {}: {}", taskId, error.what()));
+    } catch (const CExpressionError& error) {
+      throw CTaskDataError(
+          fmt::format("task {}: a quantity that analyses read: {}", taskId, error.what()));
     }
   }
   CContinuousProblem problem =

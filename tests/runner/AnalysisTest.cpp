@@ -32,6 +32,19 @@ std::string ReadAll(const fs::path& path) {
   return text.str();
 }
 
+// Evaluator settings whose failure lines go to `lines`.
+CEvaluatorSettings ReportingTo(std::vector<std::string>& lines) {
+  CEvaluatorSettings settings;
+  settings.report = [&lines](const std::string& line) { lines.push_back(line); };
+  return settings;
+}
+
+CEvaluatorSettings InParallel(int jobs) {
+  CEvaluatorSettings settings;
+  settings.jobs = jobs;
+  return settings;
+}
+
 // Copies a record of one task to another, as the module does for a subtask.
 template <class TRecord>
 void CopyRecord(int from, int to, const std::function<void(TRecord&)>& setKey = nullptr) {
@@ -99,9 +112,7 @@ TEST_F(Analyses, EveryFailureIsAOneLineReasonWithItsFolderKeptAndNaNResponses) {
     CAnalysisDefinition analysis = Analysis(Script("case" + std::to_string(index++), c.script));
     analysis.timeLimit = 0.3;
     std::vector<std::string> lines;
-    CAnalysisEvaluator evaluator(
-        {analysis}, {"x"},
-        CEvaluatorSettings{1, [&](const std::string& line) { lines.push_back(line); }});
+    CAnalysisEvaluator evaluator({analysis}, {"x"}, ReportingTo(lines));
     const CAnalysisCounts before = AnalysisCounts();
     const double design = 1.5;
     double response = 0;
@@ -121,9 +132,7 @@ TEST_F(Analyses, AProgramGoneAtRunTimeFailsAndARetryRunsInAFreshFolder) {
   const std::string gone = Script("gone", "exit 0\n");
   fs::remove(gone);
   std::vector<std::string> lines;
-  CAnalysisEvaluator missing(
-      {Analysis(gone)}, {"x"},
-      CEvaluatorSettings{1, [&](const std::string& line) { lines.push_back(line); }});
+  CAnalysisEvaluator missing({Analysis(gone)}, {"x"}, ReportingTo(lines));
   double design = 1.0, response = 0;
   missing.Evaluate(&design, &response);
   EXPECT_TRUE(std::isnan(response));
@@ -140,9 +149,7 @@ echo '{"f": 42}' > "$DISCRETE_OUTPUT"
   flaky.name = "flaky";
   flaky.retries = 2;
   lines.clear();
-  CAnalysisEvaluator evaluator({flaky}, {"x"}, CEvaluatorSettings{1, [&](const std::string& line) {
-                                                                    lines.push_back(line);
-                                                                  }});
+  CAnalysisEvaluator evaluator({flaky}, {"x"}, ReportingTo(lines));
   evaluator.Evaluate(&design, &response);
   EXPECT_EQ(response, 42);
   ASSERT_EQ(lines.size(), 1u);
@@ -166,7 +173,7 @@ echo to stderr >&2
 )"));
   analysis.reads = {"y"};
   analysis.keep = EKeepFolders::All;
-  CAnalysisEvaluator evaluator({analysis}, {"x", "y"}, CEvaluatorSettings{});
+  CAnalysisEvaluator evaluator({analysis}, {"x", "y"}, CEvaluatorSettings());
   const double design[] = {1.0, 0.1};
   double response = 0;
   evaluator.Evaluate(design, &response);
@@ -207,7 +214,8 @@ analyses.e = { command = [], writes = [] }
                                 (folder / "plain.sh").string() + "': not executable"));
     EXPECT_THAT(text, HasSubstr(":6: analyses.c.command: cannot run 'no-such-program-anywhere': "
                                 "no executable of that name on PATH"));
-    EXPECT_THAT(text, HasSubstr(":7: analyses.d.reads: 'z' is not a design variable"));
+    EXPECT_THAT(text, HasSubstr(":7: analyses.d.reads: 'z' is neither a design variable nor a "
+                                "quantity of a catalogue variable"));
     EXPECT_THAT(text, HasSubstr(":7: analyses.d.keep: \"some\" is not a choice"));
     EXPECT_THAT(text, HasSubstr(":7: analyses.d.writes: duplicate name 'x'"));
     EXPECT_THAT(text, HasSubstr(":8: analyses.e.command: the list is empty"));
@@ -271,7 +279,7 @@ done
 x=$(sed 's/.*"x":\([^,}]*\).*/\1/' "$DISCRETE_INPUT")
 awk -v x="$x" 'BEGIN { printf "{\"f\": %.17g}\n", x * x }' > "$DISCRETE_OUTPUT"
 )sh"));
-  CAnalysisEvaluator evaluator({analysis}, {"x"}, CEvaluatorSettings{4, nullptr});
+  CAnalysisEvaluator evaluator({analysis}, {"x"}, InParallel(4));
   const CAnalysisCounts before = AnalysisCounts();
   evaluator.Prepare({{1.0}, {2.0}, {3.0}, {0.5}, {2.0}});  // one design twice
   EXPECT_EQ(AnalysisCounts().evaluations - before.evaluations, 4);
@@ -324,6 +332,29 @@ optimizer.root_starts = 3
   EXPECT_EQ(failed->attempt, 2);
   EXPECT_EQ(failed->reason, "exited with status 1");
   EXPECT_EQ(std::prev(failed)->status, "retried");
+}
+
+// An analysis reads the quantities of a catalogue variable (all of them by
+// default), interpolated between rows as the expressions see them: the
+// continuous optimum of (area - 25)^2 lies between the rows of area 10 and 30.
+TEST_F(Analyses, AnAnalysisReceivesTheQuantitiesOfCatalogueVariables) {
+  Script("area.sh", R"(
+awk '{ n = split($0, a, /[:,}]/); printf "{\"seen\": %s}\n", a[2] }' "$DISCRETE_INPUT" > "$DISCRETE_OUTPUT"
+)");
+  const std::string text = R"(name = "parts"
+objective = "(seen - 25)^2"
+catalogues.parts = { columns = ["size", "area"], rows = [[4, 50], [1, 10], [2, 30]], key = "size" }
+variables.s = { catalogue = "parts", start = 4 }
+analyses.all = { command = ["./area.sh"], writes = ["unused"] }
+analyses.area = { command = ["./area.sh"], reads = ["s_area"], writes = ["seen"] }
+)";
+  CProblem problem = ParseProblem(text, (folder / "parts.toml").string());
+  EXPECT_EQ(problem.analyses[0].reads, (std::vector<std::string>{"s", "s_size", "s_area"}));
+  problem.analyses.erase(problem.analyses.begin());
+  problem.analyses[0].workFolder = (folder / "work").string();
+  const CTaskSolution solution = SolveTask(WriteSearchTask(problem));
+  EXPECT_NEAR(solution.best.values[0], 1.75, 1e-5);  // 10 + 20 (s - 1) = 25
+  EXPECT_NEAR(solution.best.objective, 0.0, 1e-8);
 }
 
 }  // namespace
