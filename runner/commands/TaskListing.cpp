@@ -11,6 +11,7 @@
 #include "search/SearchState.h"
 #include "solver/Design.h"
 #include "tasks/RecordKinds.h"
+#include "tasks/SearchTable.h"
 #include "tasks/TaskProblem.h"
 #include "tasks/TaskResult.h"
 
@@ -40,7 +41,8 @@ std::string SearchResultText(const CSearchState& state) {
 // of a search its fate in the search's vocabulary (SearchObserver.h), with
 // the search's result on the search task's line.
 void PrintTaskLine(FILE* out, const CTask& task, const std::map<int, ENodeOutcome>& fates,
-                   const std::map<int, CSearchState>& searches) {
+                   const std::map<int, CSearchState>& searches,
+                   const std::map<int, int>& resumedBy) {
   CResult result(GetPOD());
   const bool solved = ReadSolvedResult(task.m_nTaskID, result);
   const double tolerance = ConstraintToleranceOf(task);
@@ -53,6 +55,8 @@ void PrintTaskLine(FILE* out, const CTask& task, const std::map<int, ENodeOutcom
   }
   if (const auto search = searches.find(task.m_nTaskID); search != searches.end()) {
     node += "; " + SearchResultText(search->second);
+    if (const auto resumed = resumedBy.find(task.m_nTaskID); resumed != resumedBy.end())
+      node += fmt::format("; resumed as search task {}", resumed->second);
   }
   fmt::print(
       out, "{:>6}  {:<7}  {:>6}  {:>8}  {:>16}  {:>12}  {:<13}  {}\n", long(task.m_nTaskID),
@@ -85,12 +89,15 @@ void PrintTaskList(FILE* out) {
         searches.emplace(searchTaskId, ReadSearchState(searchTaskId)).first->second;
     fates.insert(state.outcomes.begin(), state.outcomes.end());
   }
+  std::map<int, int> resumedBy;  // search task -> the one that resumed it
+  for (const CSearchRow& row : ReadSearches())
+    if (row.resumedBy != 0) resumedBy.emplace(row.searchTaskId, row.resumedBy);
   fmt::print(out, "{:>6}  {:<7}  {:>6}  {:>8}  {:>16}  {:>12}  {:<13}  {}\n", "task", "kind",
              "parent", "children", "objective", "max con", "continuous", "node");
   for (int taskId = 1; taskId <= lastId; ++taskId) {
     CTask task(database);
     task.m_nTaskID = taskId;
-    if (task.GetObject()) PrintTaskLine(out, task, fates, searches);
+    if (task.GetObject()) PrintTaskLine(out, task, fates, searches, resumedBy);
   }
 }
 

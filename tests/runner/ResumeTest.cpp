@@ -128,6 +128,7 @@ TEST_F(Resume, AfterANodeLimitOrCtrlCTheSearchEndsAsAnUninterruptedOneRunningNot
   EXPECT_EQ(Result(resumed.output), Result(whole.output));
   EXPECT_THAT(resumed.output, HasSubstr("search complete"));
   EXPECT_EQ(Runs(), wholeRuns);
+  EXPECT_THAT(Run("show limited.db").output, HasSubstr("; resumed as search task"));
   const CProgramRun again = Run("resume limited.db");
   EXPECT_NE(again.exitCode, 0);  // nothing left to resume
 
