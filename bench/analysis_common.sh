@@ -1,3 +1,5 @@
+# shellcheck shell=bash
+# shellcheck disable=SC2154  # $program and $work are set by the sourcing script
 # Shared by bench/analysis_path.sh and bench/analysis_jobs.sh (sourced, not
 # run): the model problem, the analysis program bench/analysis_model.c, and
 # running `discrete solve` with a stopwatch. Expects $program (the discrete

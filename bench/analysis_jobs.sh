@@ -20,8 +20,8 @@
 # Usage: bench/analysis_jobs.sh [path of discrete]
 #   (SLEEP=0.2, VARIABLES=9, ROOT_STARTS=1, MAX_NODES=4, JOBS="1 2 4 8 16")
 set -euo pipefail
+program=$(realpath "${1:-$(dirname "$0")/../build/release/runner/discrete}")
 cd "$(dirname "$0")/.."
-program=$(realpath "${1:-build/release/runner/discrete}")
 pause=${SLEEP:-0.2}
 variables=${VARIABLES:-9}
 root_starts=${ROOT_STARTS:-1}
@@ -78,7 +78,8 @@ for jobs in "${job_counts[@]}"; do
     -v gradients="${gradients[$jobs]}" \
     'BEGIN { speedup = base / wall; width = jobs < batch ? jobs : batch
              rounds = int((batch + jobs - 1) / jobs)
-             allowed = analyses / (gradients * rounds + analyses - gradients * batch)
+             alone = analyses - gradients * batch
+             allowed = analyses / (gradients * rounds + (alone > 0 ? alone : 0))
              printf "| %d | %.1f | %d | %.2f | %.2f | %.2f | %s |\n", jobs, wall / 1e6, count, speedup,
                     speedup / width, allowed, flight }'
 done

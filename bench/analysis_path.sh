@@ -22,8 +22,8 @@
 #   cmake --preset release && cmake --build --preset release -j2 --target discrete Discrete
 # Usage: bench/analysis_path.sh [path of discrete]   (RUNS=3, VARIABLES=3)
 set -euo pipefail
+program=$(realpath "${1:-$(dirname "$0")/../build/release/runner/discrete}")
 cd "$(dirname "$0")/.."
-program=$(realpath "${1:-build/release/runner/discrete}")
 runs=${RUNS:-3}
 variables=${VARIABLES:-3}
 work=$(mktemp -d)
