@@ -20,14 +20,10 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <time.h>
+#include <unistd.h>
 
 int main(int argc, char** argv) {
-  if (argc > 1) {
-    const double seconds = strtod(argv[1], NULL);
-    struct timespec pause = {(time_t)seconds, (long)((seconds - (time_t)seconds) * 1e9)};
-    nanosleep(&pause, NULL);
-  }
+  if (argc > 1) usleep((useconds_t)(strtod(argv[1], NULL) * 1e6));
   const char* inputPath = getenv("DISCRETE_INPUT");
   const char* outputPath = getenv("DISCRETE_OUTPUT");
   if (inputPath == NULL || outputPath == NULL) return 2;

@@ -2,22 +2,24 @@
 # What an evaluation by an analysis program costs against the same responses
 # as expressions. One small problem (bench/analysis_common.sh: 2 continuous
 # variables and one integer, a quadratic objective, a sphere constraint, one
-# root start point) is solved with --jobs 1 four ways: f and g as equations, and f and g from an
-# analysis program written in C (bench/analysis_model.c, compiled here: the
-# floor of the path, a process that does almost nothing), in awk (a /bin/sh
-# script that execs awk) and in Python. Every run reaches the same design by
-# the same steps (the programs compute f and g to the last bit as the
-# expressions do); the script checks that and prints a Markdown table:
-#   - the wall time of the whole program run, median of RUNS runs, each with
-#     a fresh database;
-#   - per evaluation: the expression path's time per analysis, and the
-#     program path's time per evaluation run;
-#   - the extra over the expression path per evaluation run, and of it the
-#     try as the runner times it (folder, process start, exchange, the
-#     program's own run, clean-up; from table `evaluations`);
+# root start point) is solved with --jobs 1 four ways: f and g as equations,
+# and f and g from an analysis program written in C (bench/analysis_model.c,
+# compiled here: the floor of the path, a process that does almost nothing),
+# in awk (a /bin/sh script that execs awk) and in Python (PYTHON, default
+# /usr/bin/python3). Every run reaches the same design by the same steps (the
+# programs compute f and g to the last bit as the expressions do); the script
+# checks that and prints a Markdown table, medians of RUNS runs, each with a
+# fresh database:
+#   - the wall time of the whole program run, and the time solving tasks (the
+#     report's "optimiser" time: without start-up and the database file);
+#   - the expression path's solving time per analysis;
+#   - a program path's solving time beyond the expression path's, per
+#     evaluation run; of it the try as the runner times it (folder, process
+#     start, exchange, the program's own run, clean-up; column `seconds` of
+#     table `evaluations`), and the rest: the lookup and the store;
 #   - a second run of the same problem on the same database, every
-#     evaluation served from table `evaluations`: its extra over the
-#     expression path per served evaluation.
+#     evaluation served from table `evaluations`: its solving time beyond the
+#     expression path's, per served evaluation.
 # Build first:
 #   cmake --preset release && cmake --build --preset release -j2 --target discrete Discrete
 # Usage: bench/analysis_path.sh [path of discrete]   (RUNS=3, VARIABLES=3)
