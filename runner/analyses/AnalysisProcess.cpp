@@ -2,9 +2,11 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -56,17 +58,39 @@ std::string Quote(std::string text) {
   return text;
 }
 
+// Whether the process has ended (it stays unreaped).
+bool HasEnded(pid_t pid) {
+  siginfo_t info{};
+  const int result = waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOHANG | WNOWAIT);
+  if (result == 0 && info.si_pid == pid) return true;
+  return result < 0 && errno != EINTR;  // not ours any more: nothing to wait for
+}
+
 // Waits for the process up to `deadline`; true once it has ended. It is left
 // unreaped, so that its id, which names its process group, cannot be reused
-// before the group is killed. Polls, sleeping longer the longer it runs (at
-// most 20 ms).
+// before the group is killed. Sleeps in poll() on a pidfd, which wakes the
+// moment the process ends; where the kernel has no pidfd (before Linux 5.3),
+// polls waitid, sleeping longer the longer it runs (at most 20 ms).
 bool WaitUntil(pid_t pid, Clock::time_point deadline) {
+  const int pidfd = static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
+  if (pidfd >= 0) {
+    for (;;) {
+      if (HasEnded(pid)) break;
+      int timeout = -1;
+      if (deadline != Clock::time_point::max()) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+        if (left.count() <= 0) break;
+        timeout = static_cast<int>(std::min<long long>(left.count(), 1000 * 1000));
+      }
+      pollfd waiting{pidfd, POLLIN, 0};
+      poll(&waiting, 1, timeout);
+    }
+    close(pidfd);
+    return HasEnded(pid);
+  }
   auto pause = std::chrono::microseconds(200);
   for (;;) {
-    siginfo_t info{};
-    const int result = waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOHANG | WNOWAIT);
-    if (result == 0 && info.si_pid == pid) return true;
-    if (result < 0 && errno != EINTR) return true;  // not ours any more: nothing to wait for
+    if (HasEnded(pid)) return true;
     if (Clock::now() >= deadline) return false;
     std::this_thread::sleep_for(pause);
     pause = std::min(pause * 2, std::chrono::microseconds(20000));
