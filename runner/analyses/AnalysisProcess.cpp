@@ -32,6 +32,13 @@ constexpr size_t kRunningSlots = 4096;
 std::atomic<pid_t> runningGroups[kRunningSlots];
 static_assert(std::atomic<pid_t>::is_always_lock_free, "a signal handler reads the slots");
 
+// Spawns under way: between posix_spawn and EnterRunning a program exists
+// that KillRunningAnalyses cannot see yet, so it waits for this to be 0. The
+// spawning thread blocks the stopping signals meanwhile, so the handler never
+// waits on the thread it interrupted.
+std::atomic<int> spawnsUnderWay{0};
+static_assert(std::atomic<int>::is_always_lock_free, "a signal handler reads it");
+
 // Enters a started program (no slot left: it is not entered, and only its
 // own time limit ends it).
 void EnterRunning(pid_t pid) {
@@ -158,15 +165,23 @@ pid_t Spawn(const CAnalysisDefinition& analysis, const std::string& evaluationId
   sigaddset(&signals, SIGTERM);
   sigaddset(&signals, SIGINT);
   posix_spawnattr_setsigdefault(&attributes, &signals);
+  sigset_t stopping;
+  sigemptyset(&stopping);
+  for (int stop : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&stopping, stop);
+  sigset_t previous;
+  pthread_sigmask(SIG_BLOCK, &stopping, &previous);
+  ++spawnsUnderWay;
   pid_t pid = -1;
   const int error = posix_spawn(&pid, argv[0], &actions, &attributes, argv.data(), envp.data());
+  if (error == 0) EnterRunning(pid);
+  --spawnsUnderWay;
+  pthread_sigmask(SIG_SETMASK, &previous, nullptr);
   posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   if (error != 0) {
     why = fmt::format("cannot run '{}': {}", Quote(analysis.command[0]), std::strerror(error));
     return -1;
   }
-  EnterRunning(pid);
   return pid;
 }
 
@@ -250,6 +265,8 @@ CEvaluationOutcome ReadOutput(const CAnalysisDefinition& analysis, const std::st
 }  // namespace
 
 void KillRunningAnalyses() {
+  while (spawnsUnderWay.load() > 0) {
+  }
   for (std::atomic<pid_t>& slot : runningGroups) {
     const pid_t pid = slot.load();
     if (pid > 0) kill(-pid, SIGKILL);

@@ -35,9 +35,11 @@ struct CEvaluationOutcome {
   std::string reason;          // one line, when it failed
 };
 
-// Kills the process group of every analysis program running now (SIGKILL).
-// Async-signal-safe: for a handler that ends the process at once, so that no
-// program goes on running without anyone to read its answer.
+// Kills the process group of every analysis program running now (SIGKILL),
+// those being started included. Async-signal-safe: for a handler of SIGINT,
+// SIGTERM or SIGHUP that ends the process at once, so that no program goes on
+// running without anyone to read its answer. (Threads block those signals
+// while they start a program, so the handler never runs on one of them.)
 void KillRunningAnalyses();
 
 // input.json's text for the values an analysis reads: a JSON object whose

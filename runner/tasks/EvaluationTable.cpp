@@ -5,7 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Records.h"
-#include "TaskDatabaseHandle.h"
+#include "tasks/SqlTables.h"
 
 namespace {
 
@@ -16,8 +16,6 @@ constexpr const char* kCreateTable =
     "seconds REAL NOT NULL, folder TEXT)";
 constexpr const char* kCreateIndex =
     "CREATE INDEX IF NOT EXISTS evaluations_by_input ON evaluations (signature, inputs)";
-constexpr const char* kHasTable =
-    "SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name = 'evaluations'";
 constexpr const char* kInsert =
     "INSERT INTO evaluations (task_id, analysis, signature, inputs, attempt, evaluation_id, "
     "status, responses, reason, seconds, folder) VALUES (?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, "
@@ -29,13 +27,7 @@ constexpr const char* kSelectAll =
     "SELECT id, task_id, analysis, inputs, attempt, evaluation_id, status, responses, reason, "
     "seconds, folder FROM evaluations ORDER BY id";
 
-POD& Database() { return OpenHandle(GetPOD(), "evaluations"); }
-
-bool HasTable() {
-  CSqliteStatement& statement = Database().Statement(kHasTable);
-  CStatementReset reset(statement);
-  return statement.Step() && statement.ColumnInteger(0) > 0;
-}
+POD& Database() { return SqlTables("evaluations"); }
 
 std::string ResponsesJson(const CAnalysisDefinition& analysis, const std::vector<double>& values) {
   nlohmann::ordered_json json = nlohmann::ordered_json::object();
@@ -63,7 +55,7 @@ bool ResponsesFrom(const CAnalysisDefinition& analysis, const std::string& text,
 
 bool CEvaluationTable::Find(const CAnalysisDefinition& analysis, const std::string& inputs,
                             std::vector<double>& responses) {
-  if (!HasTable()) return false;
+  if (!HasSqlTable("evaluations")) return false;
   CSqliteStatement& find = Database().Statement(kFind);
   CStatementReset reset(find);
   const std::string signature = AnalysisSignature(analysis);
@@ -108,7 +100,7 @@ void CEvaluationTable::Save(const std::vector<CItem>& items) {
 
 std::vector<CEvaluationRow> ReadEvaluations() {
   std::vector<CEvaluationRow> rows;
-  if (!HasTable()) return rows;
+  if (!HasSqlTable("evaluations")) return rows;
   CSqliteStatement& select = Database().Statement(kSelectAll);
   CStatementReset reset(select);
   while (select.Step()) {

@@ -1,8 +1,8 @@
 #include "tasks/SearchTable.h"
 
 #include "Records.h"
-#include "TaskDatabaseHandle.h"
 #include "tasks/LocalTime.h"
+#include "tasks/SqlTables.h"
 
 namespace {
 
@@ -10,8 +10,6 @@ constexpr const char* kCreateTable =
     "CREATE TABLE IF NOT EXISTS searches (search_task_id INTEGER PRIMARY KEY, problem_file TEXT "
     "NOT NULL, problem_text TEXT NOT NULL, settings TEXT NOT NULL, started TEXT NOT NULL, ended "
     "TEXT, end TEXT, resumed_by INTEGER)";
-constexpr const char* kHasTable =
-    "SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name = 'searches'";
 constexpr const char* kInsert =
     "INSERT OR REPLACE INTO searches (search_task_id, problem_file, problem_text, settings, "
     "started) VALUES (?1, ?2, ?3, ?4, ?5)";
@@ -21,13 +19,7 @@ constexpr const char* kSelect =
     "SELECT search_task_id, problem_file, problem_text, settings, started, ended, end, "
     "resumed_by FROM searches ORDER BY search_task_id";
 
-POD& Database() { return OpenHandle(GetPOD(), "searches"); }
-
-bool HasTable() {
-  CSqliteStatement& statement = Database().Statement(kHasTable);
-  CStatementReset reset(statement);
-  return statement.Step() && statement.ColumnInteger(0) > 0;
-}
+POD& Database() { return SqlTables("searches"); }
 
 }  // namespace
 
@@ -44,7 +36,7 @@ void WriteSearchStarted(const CSearchRow& row) {
 }
 
 void WriteSearchEnded(int searchTaskId, const std::string& end) {
-  if (!HasTable()) return;
+  if (!HasSqlTable("searches")) return;
   CSqliteStatement& update = Database().Statement(kEnded);
   CStatementReset reset(update);
   update.BindInteger(1, searchTaskId);
@@ -54,7 +46,7 @@ void WriteSearchEnded(int searchTaskId, const std::string& end) {
 }
 
 void WriteSearchResumed(int searchTaskId, int resumedBy) {
-  if (!HasTable()) return;
+  if (!HasSqlTable("searches")) return;
   CSqliteStatement& update = Database().Statement(kResumed);
   CStatementReset reset(update);
   update.BindInteger(1, searchTaskId);
@@ -64,7 +56,7 @@ void WriteSearchResumed(int searchTaskId, int resumedBy) {
 
 std::vector<CSearchRow> ReadSearches() {
   std::vector<CSearchRow> rows;
-  if (!HasTable()) return rows;
+  if (!HasSqlTable("searches")) return rows;
   CSqliteStatement& select = Database().Statement(kSelect);
   CStatementReset reset(select);
   while (select.Step()) {

@@ -7,28 +7,20 @@
 #include <string>
 
 #include "Records.h"
-#include "TaskDatabaseHandle.h"
+#include "tasks/SqlTables.h"
 
 namespace {
 
 constexpr const char* kCreateTable =
     "CREATE TABLE IF NOT EXISTS analyses (search_task_id INTEGER NOT NULL, position INTEGER NOT "
     "NULL, name BLOB NOT NULL, definition BLOB NOT NULL, PRIMARY KEY (search_task_id, position))";
-constexpr const char* kHasTable =
-    "SELECT count(*) FROM sqlite_master WHERE type = 'table' AND name = 'analyses'";
 constexpr const char* kInsert =
     "INSERT OR REPLACE INTO analyses (search_task_id, position, name, definition) VALUES (?1, ?2, "
     "?3, ?4)";
 constexpr const char* kSelect =
     "SELECT name, definition FROM analyses WHERE search_task_id = ?1 ORDER BY position";
 
-POD& Database() { return OpenHandle(GetPOD(), "analyses"); }
-
-bool HasTable() {
-  CSqliteStatement& statement = Database().Statement(kHasTable);
-  CStatementReset reset(statement);
-  return statement.Step() && statement.ColumnInteger(0) > 0;
-}
+POD& Database() { return SqlTables("analyses"); }
 
 std::string TextOf(const CSqliteStatement& statement, int column) {
   const unsigned char* data = statement.ColumnBlobData(column);
@@ -66,7 +58,7 @@ void WriteAnalyses(int searchTaskId, const std::vector<CAnalysisDefinition>& ana
 
 std::vector<CAnalysisDefinition> ReadTaskAnalyses(int taskId) {
   std::vector<CAnalysisDefinition> analyses;
-  if (!HasTable()) return analyses;
+  if (!HasSqlTable("analyses")) return analyses;
   const int searchTaskId = SearchTaskOf(taskId);
   CSqliteStatement& select = Database().Statement(kSelect);
   CStatementReset reset(select);

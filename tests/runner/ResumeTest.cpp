@@ -106,6 +106,11 @@ awk '{ n = split($0, a, /[:,}]/); x = a[2]; y = a[4]; z = a[6]
     const size_t end = text.rfind(") ");
     return end != std::string::npos && end + 2 < text.size() && text[end + 2] != 'Z';
   }
+  // Waits until some analysis has started sleeping.
+  static void AwaitSleepers(const std::string& sleepers) {
+    for (int i = 0; i < 6000 && !fs::exists(sleepers); ++i)
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
   static int ExitStatusOf(pid_t pid) {
     int status = 0;
     waitpid(pid, &status, 0);
@@ -161,7 +166,7 @@ TEST_F(Resume, ASecondCtrlCStopsAtOnceAndKillsTheRunningAnalyses) {
   std::ofstream(marker) << "";
   fs::remove(folder / "runs.txt");
   const pid_t pid = Start("stopped.db");
-  AwaitRuns(1);
+  AwaitSleepers(sleepers);
   kill(pid, SIGINT);
   std::this_thread::sleep_for(std::chrono::milliseconds(200));
   kill(pid, SIGINT);
@@ -170,6 +175,9 @@ TEST_F(Resume, ASecondCtrlCStopsAtOnceAndKillsTheRunningAnalyses) {
   int sleeping = 0;
   for (pid_t sleeper = 0; pids >> sleeper;) {
     ++sleeping;
+    // SIGKILL was sent; the process is gone once the kernel has delivered it.
+    for (int wait = 0; wait < 500 && IsRunning(sleeper); ++wait)
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
     EXPECT_FALSE(IsRunning(sleeper)) << "analysis process " << sleeper << " still runs";
   }
   EXPECT_GT(sleeping, 0);
