@@ -40,9 +40,6 @@ class CTruss:
         length = math.sqrt(sum(d * d for d in delta))
         return length, [d / length for d in delta]
 
-    def lengths(self):
-        return [self.member_geometry(m)[0] for m in range(len(self.members))]
-
     def solve(self, areas):
         """Displacements {(node, axis): value} of the free degrees of freedom
         and the axial stress of each member (tension positive) under the loads.
