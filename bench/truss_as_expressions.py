@@ -15,6 +15,7 @@ import importlib
 import os
 import re
 import sys
+import tomllib
 
 
 def symbolic_solve(truss, areas):
@@ -26,7 +27,7 @@ def symbolic_solve(truss, areas):
     for member, area in enumerate(areas):
         length, cosines = truss.member_geometry(member)
         signs = [-c for c in cosines] + cosines
-        dofs = truss._member_dofs(member)
+        dofs = truss.member_dofs(member)
         for i, row in enumerate(dofs):
             for j, column in enumerate(dofs):
                 factor = truss.modulus / length * signs[i] * signs[j]
@@ -65,11 +66,11 @@ def symbolic_solve(truss, areas):
 
 def main(path):
     text = open(path).read()
-    folder = os.path.dirname(os.path.abspath(path))
-    (program,) = re.findall(r'command = \["\./([^"]+)\.py"\]', text)
-    sys.path.insert(0, folder)
+    problem = tomllib.loads(text)
+    (analysis,) = problem["analyses"].values()
+    program = os.path.splitext(os.path.basename(analysis["command"][0]))[0]
+    sys.path.insert(0, os.path.dirname(os.path.abspath(path)))
     module = importlib.import_module(program)
-    names = re.findall(r"^(\w+) = \{ set", text, re.MULTILINE)
     equations = []
 
     def solve(areas):
@@ -77,14 +78,15 @@ def main(path):
         equations.extend(found)
         return displacement, stresses
 
+    # analyse() given the variables' names for values hands them to the
+    # solve as the members' areas and names its responses after the results.
     module.TRUSS.solve = solve
-    responses = module.analyse({name: name for name in names})
-    twin = re.sub(r"^\[analyses\.\w+\]\n(?:[^\[].*\n|\s+.*\n|\n)*", "", text, flags=re.MULTILINE)
-    twin = twin.replace('name = "%s"' % program, 'name = "%s_expressions"' % program)
+    responses = module.analyse({name: name for name in problem["variables"]})
+    twin = re.sub(r"^\[analyses\.\w+\]\n(?:[^\[].*\n|\n)*", "", text, flags=re.MULTILINE)
+    twin = twin.replace('name = "%s"' % problem["name"], 'name = "%s_expressions"' % problem["name"])
     print(twin + "\n[equations]")
     for name, expression in equations + list(responses.items()):
         print('%s = "%s"' % (name, expression))
-
 
 if __name__ == "__main__":
     main(sys.argv[1])
