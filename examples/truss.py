@@ -2,7 +2,8 @@
 
 Shared by the truss analysis programs of this folder (ten_bar_truss.py,
 twenty_five_bar_truss.py): each describes its truss as a CTruss, maps a
-design to its responses in analyse(design) and hands that to run_analysis(). Plain Python, no packages beyond the standard library: an
+design to its responses in analyse(design) and hands that to
+run_analysis(). Plain Python, no packages beyond the standard library: an
 analysis program runs once per design evaluated, so a quick start matters
 more than speed on large systems (the stiffness matrices here have 8 and 18
 unknowns).
@@ -17,7 +18,8 @@ class CTruss:
     nodes each, the fixed degrees of freedom and the nodal loads.
 
     nodes: list of coordinate tuples; node k of the text is nodes[k - 1].
-    members: list of (first node, second node), numbered from 1 as nodes are.
+    members: list of (first node, second node) by node number; the methods
+      take a member's index in this list (member k of the text is k - 1).
     fixed: set of (node, axis) pairs held in place, axis 0 = x, 1 = y, 2 = z.
     loads: dict (node, axis) -> force.
     """
@@ -54,7 +56,7 @@ class CTruss:
         for member, area in enumerate(areas):
             length, cosines = self.member_geometry(member)
             factor = self.modulus * area / length
-            dofs = self._member_dofs(member)
+            dofs = self.member_dofs(member)
             signs = [-c for c in cosines] + cosines
             for i, row in enumerate(dofs):
                 if row is None:
@@ -75,7 +77,7 @@ class CTruss:
             stresses.append(self.modulus * elongation / length)
         return displacement, stresses
 
-    def _member_dofs(self, member):
+    def member_dofs(self, member):
         """Unknown indices of a member's end displacements (None where fixed),
         first node's axes, then the second's."""
         ends = self.members[member]
