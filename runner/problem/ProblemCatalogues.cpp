@@ -290,8 +290,9 @@ void ReadCatalogues(CTableReader& top, CProblem& problem, std::vector<CProblemIs
     catalogue.name = name;
     catalogue.line = LineOf(*node);
     const std::string path = "catalogues." + name;
-    const auto set = std::find_if(problem.sets.begin(), problem.sets.end(),
-                                  [&](const CProblemSet& s) { return s.name == name; });
+    const auto set =
+        std::find_if(problem.sets.begin(), problem.sets.end(),
+                     [&catalogue](const CProblemSet& s) { return s.name == catalogue.name; });
     if (set != problem.sets.end()) {
       issues.push_back({catalogue.line, path,
                         fmt::format("'{}' is already the name of a set (line {}); a catalogue's "
