@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <limits>
 #include <mutex>
+#include <set>
 #include <stdexcept>
 #include <system_error>
 
@@ -148,12 +149,12 @@ void CAnalysisEvaluator::Evaluate(const double* design, double* inputs) {
 
 void CAnalysisEvaluator::Answer(const std::vector<const double*>& designs, int jobs) {
   std::vector<CPending> pending;
-  std::map<std::pair<size_t, std::string>, size_t> pendingIndex;
+  std::set<std::pair<size_t, std::string>> isPending;
   for (const double* design : designs) {
     const std::vector<double> readable = ReadableOf(design);
     for (size_t a = 0; a < m_analyses.size(); ++a) {
       std::pair<size_t, std::string> key{a, InputsOf(a, readable)};
-      if (m_answers.count(key) != 0 || pendingIndex.count(key) != 0) continue;
+      if (m_answers.count(key) != 0 || isPending.count(key) != 0) continue;
       if (!ReadsFiniteValues(a, readable)) {  // an optimiser's NaN iterate: no program sees it
         m_answers.emplace(std::move(key), NotANumber(m_analyses[a].writes.size()));
         continue;
@@ -165,7 +166,7 @@ void CAnalysisEvaluator::Answer(const std::vector<const double*>& designs, int j
         m_answers.emplace(std::move(key), std::move(responses));
         continue;
       }
-      pendingIndex.emplace(key, pending.size());
+      isPending.insert(key);
       CPending next;
       next.analysis = a;
       next.evaluation.inputs = std::move(key.second);
