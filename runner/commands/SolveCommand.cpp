@@ -192,7 +192,8 @@ EExitCode RunSearch(const CSolveOptions& options, CSearchRequest request, CSessi
     const int id = WriteSearchTask(problem);
     CSearchRow row;
     row.searchTaskId = id;
-    row.problemFile = problem.file;
+    // Absolute, so that a resume from another folder finds what its relative paths name.
+    row.problemFile = std::filesystem::absolute(problem.file).lexically_normal().string();
     row.problemText = request.problemText;
     row.settings = request.settingsJson;
     WriteSearchStarted(row);

@@ -13,7 +13,7 @@
 
 struct CSearchRow {
   int searchTaskId = 0;
-  std::string problemFile;  // the path it was read from
+  std::string problemFile;  // the absolute path it was read from
   std::string problemText;  // its text, as read
   std::string settings;     // command-line settings as a JSON object
   std::string started;      // local time, ISO 8601
