@@ -74,6 +74,15 @@ class Analyses : public TaskDatabaseTest {
     return path.string();
   }
 
+  // square.sh: f = x^2, failing (exit status 1) for x > 2.5; each run
+  // appends a line to `runs` when one is given.
+  void SquareScript(const std::string& runs = "") const {
+    Script("square.sh", (runs.empty() ? "" : "echo run >> '" + runs + "'\n") + R"(
+x=$(sed 's/.*"x":\([^,}]*\).*/\1/' "$DISCRETE_INPUT")
+awk -v x="$x" 'BEGIN { if (x > 2.5) exit 1; printf "{\"f\": %.17g}\n", x * x }' > "$DISCRETE_OUTPUT"
+)");
+  }
+
   CAnalysisDefinition Analysis(const std::string& program) const {
     CAnalysisDefinition analysis;
     analysis.name = "beam";
@@ -227,10 +236,7 @@ analyses.e = { command = [], writes = [] }
 // x > 2.5: the optimum x = sqrt(2), y = 0 is found although some designs
 // cannot be analysed; every subtask finds the analyses of its search task.
 TEST_F(Analyses, ASearchSolvesThroughTheProgramAndGoesOnPastFailures) {
-  Script("square.sh", R"(
-x=$(sed 's/.*"x":\([^,}]*\).*/\1/' "$DISCRETE_INPUT")
-awk -v x="$x" 'BEGIN { if (x > 2.5) exit 1; printf "{\"f\": %.17g}\n", x * x }' > "$DISCRETE_OUTPUT"
-)");
+  SquareScript();
   CProblem problem = ParseProblem(R"(name = "square"
 objective = "(f - 2)^2 + y"
 variables.x = { lower = 0, upper = 3, start = 2.9 }
@@ -297,11 +303,7 @@ awk -v x="$x" 'BEGIN { printf "{\"f\": %.17g}\n", x * x }' > "$DISCRETE_OUTPUT"
 // and finds the same design to the bit; the table keeps every try.
 TEST_F(Analyses, TheDatabaseAnswersEveryDesignEvaluatedBefore) {
   const std::string runs = (folder / "runs.txt").string();
-  Script("square.sh", R"(
-echo run >> ")" + runs + R"("
-x=$(sed 's/.*"x":\([^,}]*\).*/\1/' "$DISCRETE_INPUT")
-awk -v x="$x" 'BEGIN { if (x > 2.5) exit 1; printf "{\"f\": %.17g}\n", x * x }' > "$DISCRETE_OUTPUT"
-)");
+  SquareScript(runs);
   CProblem problem = ParseProblem(R"(name = "square"
 objective = "(f - 2)^2"
 variables.x = { lower = 0, upper = 3, start = 2.9 }
