@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "analyses/SlurmSettings.h"
+
 // Which working folders of evaluations stay on disk.
 enum class EKeepFolders { Failed, All, None };
 
@@ -22,6 +24,7 @@ struct CAnalysisDefinition {
   EKeepFolders keep = EKeepFolders::Failed;
   std::string workFolder;  // absolute; evaluations go to <workFolder>/<name>/<id>/
   int line = 0;            // line of the problem file that declares it
+  CSlurmSettings slurm;    // what Slurm gives one evaluation, when an executor uses Slurm
 };
 
 // The definition as a JSON text, and back. FromJson throws

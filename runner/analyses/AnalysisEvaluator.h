@@ -51,6 +51,7 @@ CAnalysisCounts& AnalysisCounts();
 
 struct CEvaluatorSettings {
   int jobs = 1;  // evaluations run at the same time by Prepare
+  EExecutor executor = EExecutor::Local;  // where the programs run (SlurmSettings.h)
   // Receives the line of each failed try; may be empty.
   std::function<void(const std::string& line)> report;
   CEvaluationStore* store = nullptr;  // not owned; may be null: nothing stored

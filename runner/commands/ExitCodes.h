@@ -10,4 +10,5 @@ enum class EExitCode {
   DatabaseError = 4,     // the task database cannot be opened, or a task in it is damaged
   ModuleError = 5,       // the module cannot be loaded, or failed during the search
   OtherError = 6,        // anything else (a failure of the program itself)
+  SlurmError = 7,        // Slurm refused the analyses' jobs or did not answer
 };

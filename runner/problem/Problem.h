@@ -100,6 +100,10 @@ struct CSearchLimits {
   double timeLimit = 0.0;  // wall seconds; 0 for no limit
 };
 
+// Which executor a problem file asks for: none (local), or Slurm's steps,
+// jobs, or whichever fits where the search runs.
+enum class ESlurmMode { None, Auto, Steps, Jobs };
+
 struct CProblem {
   std::string file;         // path of the problem file, as given
   std::string name;         // short name; names the default database file
@@ -127,6 +131,9 @@ struct CProblem {
   // to absolute paths, their work folder still to be set by SolveCommand
   // when the file gives none
   std::vector<CAnalysisDefinition> analyses;
+  // [slurm] mode: the executor the file asks for (SlurmSettings.h); Auto is
+  // decided when the search starts, by whether it runs inside an allocation
+  ESlurmMode slurmMode = ESlurmMode::None;
   // One line per bound or start value moved onto an allowed value
   std::vector<std::string> boundNotes;
   COptimizerSettings optimizer;  // continuous optimiser settings

@@ -54,6 +54,8 @@
 
 #include <chrono>
 
+#include "analyses/SlurmSettings.h"
+
 #include "solver/Design.h"
 #include "solver/SolveStatus.h"
 
@@ -74,6 +76,8 @@ struct CTaskSolveSettings {
   std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max();
   // Evaluations of analysis programs run at the same time (AnalysisEvaluator.h).
   int jobs = 1;
+  // Where they run (SlurmSettings.h).
+  EExecutor executor = EExecutor::Local;
 };
 
 CTaskSolution SolveTask(int taskId, const CTaskSolveSettings& settings = {});
