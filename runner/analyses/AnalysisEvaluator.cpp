@@ -84,7 +84,8 @@ CAnalysisEvaluator::CAnalysisEvaluator(std::vector<CAnalysisDefinition> analyses
                                        CEvaluatorSettings settings)
     : m_analyses(std::move(analyses)),
       m_variableCount(variableNames.size()),
-      m_settings(std::move(settings)) {
+      m_settings(std::move(settings)),
+      m_executor(MakeExecutor(m_settings.executor)) {
   std::vector<std::string> readable = variableNames;
   readable.insert(readable.end(), m_settings.quantityNames.begin(), m_settings.quantityNames.end());
   for (const CAnalysisDefinition& analysis : m_analyses) {
@@ -173,48 +174,68 @@ void CAnalysisEvaluator::Answer(const std::vector<const double*>& designs, int j
       pending.push_back(std::move(next));
     }
   }
-  RunConcurrently(
-      pending.size(), jobs,
-      [&](size_t i) {
-        CPending& item = pending[i];
-        item.evaluation = RunTries(item.analysis, item.evaluation.inputs);
-      },
-      [&](size_t i) { Store(pending[i]); });
+  RunPending(pending, jobs);
   for (const CPending& item : pending) Record(item);
 }
 
-CEvaluation CAnalysisEvaluator::RunTries(size_t index, const std::string& inputs) const {
-  const CAnalysisDefinition& analysis = m_analyses[index];
-  const std::string analysisFolder = analysis.workFolder + "/" + analysis.name;
-  CEvaluation evaluation;
-  evaluation.inputs = inputs;
-  const int tries = analysis.retries + 1;
-  for (int attempt = 1; attempt <= tries; ++attempt) {
-    const auto started = std::chrono::steady_clock::now();
-    CEvaluationTry thisTry;
-    std::string folder;
-    CEvaluationOutcome outcome;
-    thisTry.id = ClaimFolder(analysisFolder, folder, outcome.reason);
-    if (!thisTry.id.empty()) outcome = RunEvaluation(analysis, thisTry.id, folder, inputs);
-    if (!thisTry.id.empty()) {
-      if (Keeps(analysis.keep, outcome.succeeded)) {
-        thisTry.folder = folder;
-      } else {
-        std::error_code ignored;
-        std::filesystem::remove_all(folder, ignored);
+void CAnalysisEvaluator::RunPending(std::vector<CPending>& pending, int jobs) {
+  std::vector<size_t> round(pending.size());
+  for (size_t i = 0; i < round.size(); ++i) round[i] = i;
+  while (!round.empty()) {
+    std::vector<size_t> next;
+    std::vector<CTryRequest> requests;
+    std::vector<size_t> owners;  // per request, its evaluation in `pending`
+    for (size_t i : round) {
+      CEvaluationOutcome failure;
+      CTryRequest request = StartTry(pending[i], failure);
+      if (!failure.reason.empty()) {
+        if (EndTry(pending[i], request, std::move(failure))) next.push_back(i);
+        continue;
       }
+      requests.push_back(std::move(request));
+      owners.push_back(i);
     }
-    thisTry.seconds =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
-    thisTry.status = outcome.succeeded ? ETryStatus::Succeeded
-                     : attempt < tries ? ETryStatus::Retried
-                                       : ETryStatus::Failed;
-    thisTry.responses = std::move(outcome.values);
-    thisTry.reason = std::move(outcome.reason);
-    evaluation.tries.push_back(std::move(thisTry));
-    if (evaluation.tries.back().status == ETryStatus::Succeeded) break;
+    m_executor->Run(requests, jobs, [&](size_t r, CEvaluationOutcome outcome) {
+      if (EndTry(pending[owners[r]], requests[r], std::move(outcome))) next.push_back(owners[r]);
+    });
+    std::sort(next.begin(), next.end());
+    round = std::move(next);
   }
-  return evaluation;
+}
+
+CTryRequest CAnalysisEvaluator::StartTry(const CPending& item, CEvaluationOutcome& failure) const {
+  const CAnalysisDefinition& analysis = m_analyses[item.analysis];
+  CTryRequest request;
+  request.analysis = &analysis;
+  request.id =
+      ClaimFolder(analysis.workFolder + "/" + analysis.name, request.folder, failure.reason);
+  if (!request.id.empty()) failure.reason = WriteInputFile(request.folder, item.evaluation.inputs);
+  return request;
+}
+
+bool CAnalysisEvaluator::EndTry(CPending& item, const CTryRequest& request,
+                                CEvaluationOutcome outcome) {
+  const CAnalysisDefinition& analysis = m_analyses[item.analysis];
+  std::vector<CEvaluationTry>& tries = item.evaluation.tries;
+  CEvaluationTry& thisTry = tries.emplace_back();
+  thisTry.id = request.id;
+  if (!request.id.empty()) {  // its folder was made
+    if (Keeps(analysis.keep, outcome.succeeded)) {
+      thisTry.folder = request.folder;
+    } else {
+      std::error_code ignored;
+      std::filesystem::remove_all(request.folder, ignored);
+    }
+  }
+  thisTry.seconds = outcome.seconds;
+  thisTry.status = outcome.succeeded                                       ? ETryStatus::Succeeded
+                   : static_cast<int>(tries.size()) < analysis.retries + 1 ? ETryStatus::Retried
+                                                                           : ETryStatus::Failed;
+  thisTry.responses = std::move(outcome.values);
+  thisTry.reason = std::move(outcome.reason);
+  if (thisTry.status == ETryStatus::Retried) return true;
+  Store(item);
+  return false;
 }
 
 void CAnalysisEvaluator::Store(const CPending& item) {

@@ -21,8 +21,11 @@
 //
 // Concurrency: Prepare runs the evaluations of designs that do not depend on
 // each other (a finite-difference Jacobian, several start points) up to
-// `jobs` at a time; Evaluate then answers them from memory. Everything but
-// the programs themselves happens on the calling thread: each evaluation is
+// `jobs` at a time, through the executor of the settings (Executor.h: on this
+// machine, or through Slurm); Evaluate then answers them from memory. Retries
+// follow in rounds: the tries that failed in one round run again together in
+// the next. Everything but the programs themselves happens on the calling
+// thread: each evaluation is
 // stored (and committed) as soon as it ends, so that a search killed
 // meanwhile loses none that finished; reports and counts follow in the order
 // of the designs, so that the log does not depend on which program finished
@@ -35,22 +38,26 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "analyses/AnalysisDefinition.h"
 #include "analyses/EvaluationStore.h"
+#include "analyses/Executor.h"
 
 // Evaluations of analysis programs in this process, for the report.
 struct CAnalysisCounts {
-  long evaluations = 0;  // evaluations run, tries included
-  long failed = 0;       // of them, those that failed
-  long served = 0;       // designs answered from the store instead
+  long evaluations = 0;       // evaluations run, tries included
+  long failed = 0;            // of them, those that failed
+  long served = 0;            // designs answered from the store instead
+  long slurmSubmissions = 0;  // job arrays submitted (slurm-jobs)
+  long slurmPolls = 0;        // questions to Slurm's queue (slurm-jobs)
 };
 CAnalysisCounts& AnalysisCounts();
 
 struct CEvaluatorSettings {
-  int jobs = 1;  // evaluations run at the same time by Prepare
+  int jobs = 1;                           // evaluations run at the same time by Prepare
   EExecutor executor = EExecutor::Local;  // where the programs run (SlurmSettings.h)
   // Receives the line of each failed try; may be empty.
   std::function<void(const std::string& line)> report;
@@ -66,7 +73,8 @@ class CAnalysisEvaluator {
  public:
   // Throws std::invalid_argument unless every name in an analysis' `reads`
   // is one of `variableNames` or of the settings' quantityNames, and every
-  // analysis has a work folder.
+  // analysis has a work folder; CSlurmError when the executor needs Slurm's
+  // commands and they are not there.
   CAnalysisEvaluator(std::vector<CAnalysisDefinition> analyses,
                      const std::vector<std::string>& variableNames, CEvaluatorSettings settings);
 
@@ -98,8 +106,17 @@ class CAnalysisEvaluator {
   // Answers every (analysis, design) pair that has no answer yet, from the
   // store or by running the programs `jobs` at a time.
   void Answer(const std::vector<const double*>& designs, int jobs);
-  // The tries of one evaluation (thread-safe).
-  CEvaluation RunTries(size_t analysis, const std::string& inputs) const;
+  // Runs the tries of the evaluations through the executor, in rounds: the
+  // first try of each, then another of each that failed and may be retried.
+  void RunPending(std::vector<CPending>& pending, int jobs);
+  // Makes the folder of the evaluation's next try and writes its input.json
+  // into it; sets `failure.reason` when either fails (the request's id is
+  // then empty if no folder was made).
+  CTryRequest StartTry(const CPending& item, CEvaluationOutcome& failure) const;
+  // Records how a try of the evaluation ended, keeping or removing its
+  // folder, and stores the evaluation once it has no try left to run;
+  // whether it is to be tried again.
+  bool EndTry(CPending& item, const CTryRequest& request, CEvaluationOutcome outcome);
   // Hands an evaluation to the store, as soon as it has ended.
   void Store(const CPending& item);
   // Counts and reports an evaluation, and remembers its answer.
@@ -111,6 +128,7 @@ class CAnalysisEvaluator {
   std::vector<std::vector<size_t>> m_readIndices;
   std::vector<std::string> m_inputNames;
   CEvaluatorSettings m_settings;
+  std::unique_ptr<CAnalysisExecutor> m_executor;
   // (analysis, input.json text) -> its responses (NaN when it failed)
   std::map<std::pair<size_t, std::string>, std::vector<double>> m_answers;
 };

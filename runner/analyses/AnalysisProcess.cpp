@@ -124,21 +124,19 @@ void TerminateGroup(pid_t pid) {
   EndGroup(pid);
 }
 
-// Starts the program; returns its pid, or -1 with `why` set.
-pid_t Spawn(const CAnalysisDefinition& analysis, const std::string& evaluationId,
+// Starts the command; returns its pid, or -1 with `why` set.
+pid_t Spawn(const std::vector<std::string>& command, const std::string& evaluationId,
             const std::string& folder, std::string& why) {
   std::vector<std::string> environment;
   for (char** entry = environ; *entry != nullptr; ++entry) {
     if (std::strncmp(*entry, "DISCRETE_", 9) != 0) environment.emplace_back(*entry);
   }
-  environment.push_back("DISCRETE_EVALUATION_ID=" + evaluationId);
-  environment.push_back("DISCRETE_WORK_FOLDER=" + folder);
-  environment.push_back("DISCRETE_INPUT=" + folder + "/input.json");
-  environment.push_back("DISCRETE_OUTPUT=" + folder + "/output.json");
+  for (std::string& entry : EvaluationEnvironment(evaluationId, folder))
+    environment.push_back(std::move(entry));
   std::vector<char*> envp;
   for (std::string& entry : environment) envp.push_back(entry.data());
   envp.push_back(nullptr);
-  std::vector<std::string> arguments = analysis.command;
+  std::vector<std::string> arguments = command;
   std::vector<char*> argv;
   for (std::string& argument : arguments) argv.push_back(argument.data());
   argv.push_back(nullptr);
@@ -179,7 +177,7 @@ pid_t Spawn(const CAnalysisDefinition& analysis, const std::string& evaluationId
   posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   if (error != 0) {
-    why = fmt::format("cannot run '{}': {}", Quote(analysis.command[0]), std::strerror(error));
+    why = fmt::format("cannot run '{}': {}", Quote(command[0]), std::strerror(error));
     return -1;
   }
   return pid;
@@ -187,18 +185,49 @@ pid_t Spawn(const CAnalysisDefinition& analysis, const std::string& evaluationId
 
 // How the program ended, as a reason; empty for exit status 0.
 std::string EndOf(int status) {
-  if (WIFEXITED(status)) {
-    return WEXITSTATUS(status) == 0 ? ""
-                                    : fmt::format("exited with status {}", WEXITSTATUS(status));
-  }
-  if (WIFSIGNALED(status)) {
-    const int signal = WTERMSIG(status);
-    return fmt::format("killed by signal {} ({})", signal, strsignal(signal));
-  }
+  if (WIFEXITED(status)) return EndReason(false, WEXITSTATUS(status));
+  if (WIFSIGNALED(status)) return EndReason(true, WTERMSIG(status));
   return "ended abnormally";
 }
 
-// The responses in output.json, or a reason.
+}  // namespace
+
+void KillRunningAnalyses() {
+  while (spawnsUnderWay.load() > 0) {
+  }
+  for (std::atomic<pid_t>& slot : runningGroups) {
+    const pid_t pid = slot.load();
+    if (pid > 0) kill(-pid, SIGKILL);
+  }
+}
+
+std::string InputJson(const std::vector<std::pair<std::string, double>>& inputs) {
+  nlohmann::json input = nlohmann::json::object();
+  for (const auto& [name, value] : inputs) input[name] = value;
+  return input.dump();
+}
+
+std::string EndReason(bool killed, int number) {
+  if (killed) return fmt::format("killed by signal {} ({})", number, strsignal(number));
+  return number == 0 ? "" : fmt::format("exited with status {}", number);
+}
+
+std::string TimeLimitReason(const CAnalysisDefinition& analysis) {
+  return fmt::format("ran out of its time limit of {:g} s", analysis.timeLimit);
+}
+
+std::vector<std::string> EvaluationEnvironment(const std::string& evaluationId,
+                                               const std::string& folder) {
+  return {"DISCRETE_EVALUATION_ID=" + evaluationId, "DISCRETE_WORK_FOLDER=" + folder,
+          "DISCRETE_INPUT=" + folder + "/input.json", "DISCRETE_OUTPUT=" + folder + "/output.json"};
+}
+
+std::string WriteInputFile(const std::string& folder, const std::string& inputJson) {
+  std::ofstream file(folder + "/input.json");
+  file << inputJson << '\n';
+  return file.flush() ? "" : "cannot write input.json";
+}
+
 CEvaluationOutcome ReadOutput(const CAnalysisDefinition& analysis, const std::string& folder) {
   CEvaluationOutcome outcome;
   const std::string path = folder + "/output.json";
@@ -262,36 +291,11 @@ CEvaluationOutcome ReadOutput(const CAnalysisDefinition& analysis, const std::st
   return outcome;
 }
 
-}  // namespace
-
-void KillRunningAnalyses() {
-  while (spawnsUnderWay.load() > 0) {
-  }
-  for (std::atomic<pid_t>& slot : runningGroups) {
-    const pid_t pid = slot.load();
-    if (pid > 0) kill(-pid, SIGKILL);
-  }
-}
-
-std::string InputJson(const std::vector<std::pair<std::string, double>>& inputs) {
-  nlohmann::json input = nlohmann::json::object();
-  for (const auto& [name, value] : inputs) input[name] = value;
-  return input.dump();
-}
-
-CEvaluationOutcome RunEvaluation(const CAnalysisDefinition& analysis,
-                                 const std::string& evaluationId, const std::string& folder,
-                                 const std::string& inputJson) {
+CEvaluationOutcome RunAnalysisProgram(const CAnalysisDefinition& analysis,
+                                      const std::vector<std::string>& command,
+                                      const std::string& evaluationId, const std::string& folder) {
   CEvaluationOutcome outcome;
-  {
-    std::ofstream file(folder + "/input.json");
-    file << inputJson << '\n';
-    if (!file.flush()) {
-      outcome.reason = "cannot write input.json";
-      return outcome;
-    }
-  }
-  const pid_t pid = Spawn(analysis, evaluationId, folder, outcome.reason);
+  const pid_t pid = Spawn(command, evaluationId, folder, outcome.reason);
   if (pid < 0) return outcome;
   const Clock::time_point deadline =
       analysis.timeLimit > 0 ? Clock::now() + std::chrono::duration_cast<Clock::duration>(
@@ -299,7 +303,7 @@ CEvaluationOutcome RunEvaluation(const CAnalysisDefinition& analysis,
                              : Clock::time_point::max();
   if (!WaitUntil(pid, deadline)) {
     TerminateGroup(pid);
-    outcome.reason = fmt::format("ran out of its time limit of {:g} s", analysis.timeLimit);
+    outcome.reason = TimeLimitReason(analysis);
     return outcome;
   }
   if (const std::string end = EndOf(EndGroup(pid)); !end.empty()) {

@@ -33,6 +33,7 @@ struct CEvaluationOutcome {
   bool succeeded = false;
   std::vector<double> values;  // one per response written, when it succeeded
   std::string reason;          // one line, when it failed
+  double seconds = 0.0;        // from the start (or submission) to the end
 };
 
 // Kills the process group of every analysis program running now (SIGKILL),
@@ -46,8 +47,27 @@ void KillRunningAnalyses();
 // numbers read back to exactly the same doubles.
 std::string InputJson(const std::vector<std::pair<std::string, double>>& inputs);
 
-// Runs one evaluation with `inputJson` (InputJson) as its input.json. Safe to
-// call from several threads at once, for different folders.
-CEvaluationOutcome RunEvaluation(const CAnalysisDefinition& analysis,
-                                 const std::string& evaluationId, const std::string& folder,
-                                 const std::string& inputJson);
+// Writes input.json (InputJson's text) into an evaluation's folder; returns
+// why it could not, or "".
+std::string WriteInputFile(const std::string& folder, const std::string& inputJson);
+
+// Runs `command` (the analysis' own, or one that runs it elsewhere, such as
+// `srun ... program`) in the evaluation's folder, which holds input.json,
+// within the analysis' time limit, and reads its output.json. Safe to call
+// from several threads at once, for different folders.
+CEvaluationOutcome RunAnalysisProgram(const CAnalysisDefinition& analysis,
+                                      const std::vector<std::string>& command,
+                                      const std::string& evaluationId, const std::string& folder);
+
+// The responses in the folder's output.json, or why they are not usable.
+CEvaluationOutcome ReadOutput(const CAnalysisDefinition& analysis, const std::string& folder);
+
+// Reasons: a program that exited with a status (`killed` false; "" for 0)
+// or was killed by a signal; one stopped at the analysis' time limit.
+std::string EndReason(bool killed, int number);
+std::string TimeLimitReason(const CAnalysisDefinition& analysis);
+
+// The environment variables an analysis program receives besides the
+// runner's own ("DISCRETE_EVALUATION_ID=7", ...).
+std::vector<std::string> EvaluationEnvironment(const std::string& evaluationId,
+                                               const std::string& folder);

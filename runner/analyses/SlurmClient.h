@@ -14,3 +14,21 @@ class CSlurmError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
+
+// What a client command printed and how it ended.
+struct CSlurmReply {
+  int status = -1;  // exit status; -1 when it could not be run or was killed
+  std::string out;  // standard output
+  std::string err;  // standard error, or why it could not be run
+  // Slurm's error in one line: the last line of `err` that is not empty.
+  std::string Error() const;
+};
+
+// The absolute path of a Slurm client command (sbatch, squeue, scancel, srun)
+// on PATH. Throws CSlurmError naming the command when there is none.
+std::string FindSlurmCommand(const std::string& name);
+
+// Runs a client command (arguments[0] an absolute path) with no shell and no
+// standard input, in a process group of its own (a Ctrl-C at the terminal is
+// the runner's to handle, not the command's), and waits for it.
+CSlurmReply RunSlurmCommand(const std::vector<std::string>& arguments);

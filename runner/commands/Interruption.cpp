@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "analyses/AnalysisProcess.h"
+#include "analyses/SlurmJobs.h"
 
 namespace {
 
@@ -21,7 +22,8 @@ void WriteMessage(const char* text) {
   (void)ignored;
 }
 
-// Only async-signal-safe calls: write, kill (in KillRunningAnalyses), _exit.
+// Only async-signal-safe calls: write, kill (in KillRunningAnalyses), fork,
+// execve and waitpid (scancel, in CancelSubmittedSlurmJobs), _exit.
 void OnSignal(int signal) {
   if (signal == SIGINT && !interruptRequested.exchange(true)) {
     WriteMessage(
@@ -30,6 +32,7 @@ void OnSignal(int signal) {
     return;
   }
   KillRunningAnalyses();
+  CancelSubmittedSlurmJobs();
   WriteMessage("\nstopped at once; the database keeps what was committed\n");
   _exit(128 + signal);
 }

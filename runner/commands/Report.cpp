@@ -165,6 +165,10 @@ void PrintEffort(FILE* out, const CSearchOutcome& outcome) {
     fmt::print(out,
                "Analysis programs: {} evaluations run, {} served from the database, {} failed\n",
                counts.evaluations, counts.served, counts.failed);
+    if (counts.slurmSubmissions > 0) {
+      fmt::print(out, "Slurm: {} job arrays submitted, {} queue polls\n", counts.slurmSubmissions,
+                 counts.slurmPolls);
+    }
   }
   fmt::print(out,
              "Time (s): optimiser {:.3f}, database reads {:.3f}, database writes {:.3f}, discrete "

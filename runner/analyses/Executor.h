@@ -1,0 +1,43 @@
+#pragma once
+
+// Runs tries of evaluations of analysis programs: where and how they run is
+// the executor's (SlurmSettings.h); the evaluator (AnalysisEvaluator.h)
+// prepares each try's folder and decides on retries.
+//
+//   std::unique_ptr<CAnalysisExecutor> executor = MakeExecutor(EExecutor::Local);
+//   executor->Run(tries, jobs, [&](size_t i, CEvaluationOutcome outcome) { ... });
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "analyses/AnalysisDefinition.h"
+#include "analyses/AnalysisProcess.h"
+
+// One try, ready to run: its folder exists and holds input.json.
+struct CTryRequest {
+  const CAnalysisDefinition* analysis = nullptr;  // not owned
+  std::string id;                                 // the evaluation id: its folder's name
+  std::string folder;                             // absolute
+};
+
+using FTryEnded = std::function<void(size_t index, CEvaluationOutcome outcome)>;
+
+class CAnalysisExecutor {
+ public:
+  virtual ~CAnalysisExecutor() = default;
+
+  // Runs every try, at most `jobs` at a time, and calls `ended` on the
+  // calling thread once for each, as soon as it has ended (in any order);
+  // returns when all have. A failed try is an outcome, not an exception;
+  // the executors that use Slurm throw CSlurmError (SlurmClient.h) when
+  // Slurm refuses the tries or does not answer, after cancelling what they
+  // submitted.
+  virtual void Run(const std::vector<CTryRequest>& tries, int jobs, const FTryEnded& ended) = 0;
+};
+
+// Throws CSlurmError when an executor that uses Slurm finds no Slurm client
+// commands on PATH.
+std::unique_ptr<CAnalysisExecutor> MakeExecutor(EExecutor executor);

@@ -1,0 +1,175 @@
+// Analyses through a real one-machine Slurm (scripts/slurm-cluster, started
+// and stopped by CTest around these tests): every way a try fails as a job,
+// a Slurm that refuses or does not answer, searches through both executors,
+// and a second Ctrl-C that must leave nothing queued.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <thread>
+
+#include "ProgramRun.h"
+#include "analyses/AnalysisEvaluator.h"
+#include "analyses/SlurmClient.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::HasSubstr;
+
+// What a shell command prints (stdout).
+std::string Output(const std::string& command) {
+  std::string text;
+  if (FILE* pipe = popen(command.c_str(), "r")) {
+    char buffer[4096];
+    for (size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) text.append(buffer, n);
+    pclose(pipe);
+  }
+  return text;
+}
+
+// The jobs of the test's analyses that Slurm has not ended.
+std::string QueuedJobs() {
+  return Output("squeue --noheader --states=PENDING,RUNNING,CONFIGURING,COMPLETING "
+                "--format='%i %j' | grep discrete-");
+}
+
+class Slurm : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    folder = fs::temp_directory_path() / ("discrete-slurm-" + std::to_string(getpid()));
+    fs::remove_all(folder);
+    fs::create_directories(folder);
+  }
+  void TearDown() override { fs::remove_all(folder); }
+
+  // An executable sh script in the test's folder.
+  std::string Script(const std::string& name, const std::string& body) const {
+    const fs::path path = folder / name;
+    std::ofstream(path) << "#!/bin/sh\n" << body;
+    fs::permissions(path, fs::perms::owner_all);
+    return path.string();
+  }
+
+  // An analysis writing f = 2 x, whose script starts with `before`.
+  CAnalysisDefinition Analysis(const std::string& name, const std::string& before) const {
+    CAnalysisDefinition analysis;
+    analysis.name = name;
+    analysis.command = {Script(name + ".sh", before + R"(
+x=$(sed 's/.*"x":\([^,}]*\).*/\1/' "$DISCRETE_INPUT")
+awk -v x="$x" 'BEGIN { printf "{\"f\": %.17g}\n", 2 * x }' > "$DISCRETE_OUTPUT"
+)")};
+    analysis.reads = {"x"};
+    analysis.writes = {"f"};
+    analysis.workFolder = (folder / "work").string();
+    analysis.slurm.pollInterval = 0.2;
+    return analysis;
+  }
+
+  fs::path folder;
+};
+
+CEvaluatorSettings ThroughSlurmJobs(std::vector<std::string>& lines) {
+  CEvaluatorSettings settings;
+  settings.executor = EExecutor::SlurmJobs;
+  settings.jobs = 16;
+  settings.report = [&lines](const std::string& line) { lines.push_back(line); };
+  return settings;
+}
+
+TEST_F(Slurm, EveryFailureOfAProgramOrItsJobIsAFailedTryWithItsReason) {
+  struct CCase {
+    const char* script;  // what the program does before it answers
+    const char* reason;  // part of the reported reason; empty: it answers
+  };
+  const CCase cases[] = {
+      {"exit 3\n", "exited with status 3"},
+      {"kill -9 $$\n", "killed by signal 9"},
+      {"sleep 30\n", "ran out of its time limit of 1 s"},
+      {"rm \"$DISCRETE_INPUT\"; exit 0\n", "no output.json"},
+      {"scancel \"$SLURM_JOB_ID\"; sleep 30\n", "CANCELLED"},
+      // Fails in its first try only: the retry, a job of its own, answers.
+      {"[ -e ../tried ] || { touch ../tried; exit 4; }\n", ""},
+  };
+  std::vector<CAnalysisDefinition> analyses;
+  for (const CCase& c : cases) {
+    analyses.push_back(Analysis("case" + std::to_string(analyses.size()), c.script));
+    analyses.back().timeLimit = 1;
+    analyses.back().retries = c.reason[0] == '\0' ? 1 : 0;
+  }
+  std::vector<std::string> lines;
+  CAnalysisEvaluator evaluator(analyses, {"x"}, ThroughSlurmJobs(lines));
+  const CAnalysisCounts before = AnalysisCounts();
+  const double design = 1.5;
+  std::vector<double> responses(analyses.size());
+  evaluator.Evaluate(&design, responses.data());
+
+  // One array per analysis in one submission round, and one for the retry.
+  EXPECT_EQ(AnalysisCounts().slurmSubmissions - before.slurmSubmissions,
+            static_cast<long>(analyses.size()) + 1);
+  for (size_t i = 0; i < analyses.size(); ++i) {
+    SCOPED_TRACE(cases[i].script);
+    const std::string prefix = "analysis " + analyses[i].name + ",";
+    const auto line = std::find_if(lines.begin(), lines.end(), [&](const std::string& text) {
+      return text.rfind(prefix, 0) == 0;
+    });
+    ASSERT_NE(line, lines.end());
+    if (cases[i].reason[0] == '\0') {
+      EXPECT_THAT(*line, HasSubstr("exited with status 4"));
+      EXPECT_EQ(responses[i], 3.0);
+    } else {
+      EXPECT_THAT(*line, HasSubstr(cases[i].reason));
+      EXPECT_TRUE(std::isnan(responses[i]));
+    }
+  }
+  EXPECT_EQ(QueuedJobs(), "");
+}
+
+TEST_F(Slurm, ASubmissionSlurmRefusesOrCannotTakeIsAClearError) {
+  std::vector<std::string> lines;
+  const double design = 1;
+  double response = 0;
+  {
+    CAnalysisDefinition analysis = Analysis("refused", "");
+    analysis.slurm.partition = "no-such-partition";
+    CAnalysisEvaluator evaluator({analysis}, {"x"}, ThroughSlurmJobs(lines));
+    try {
+      evaluator.Evaluate(&design, &response);
+      ADD_FAILURE() << "no error";
+    } catch (const CSlurmError& error) {
+      EXPECT_THAT(error.what(), HasSubstr("sbatch did not take the 1 evaluations of analysis "
+                                          "'refused': sbatch: error:"));
+      EXPECT_THAT(error.what(), HasSubstr("partition"));
+    }
+  }
+  // A configuration naming a controller that is not there.
+  const fs::path configuration = folder / "slurm.conf";
+  std::ofstream(configuration) << std::regex_replace(Output("cat /etc/slurm/slurm.conf"),
+                                                     std::regex("SlurmctldHost=.*"),
+                                                     "SlurmctldHost=localhost\nSlurmctldPort=9")
+                               << "MessageTimeout=2\n";
+  const char* previous = std::getenv("SLURM_CONF");
+  setenv("SLURM_CONF", configuration.c_str(), 1);
+  CAnalysisEvaluator evaluator({Analysis("unanswered", "")}, {"x"}, ThroughSlurmJobs(lines));
+  EXPECT_THROW(
+      try { evaluator.Evaluate(&design, &response); } catch (const CSlurmError& error) {
+        EXPECT_THAT(error.what(), HasSubstr("'unanswered': sbatch: error:"));
+        throw;
+      },
+      CSlurmError);
+  if (previous != nullptr)
+    setenv("SLURM_CONF", previous, 1);
+  else
+    unsetenv("SLURM_CONF");
+  EXPECT_TRUE(lines.empty());
+}
+
+}  // namespace
