@@ -176,8 +176,9 @@ class CSlurmJobExecutor : public CAnalysisExecutor {
   // Asks squeue about the open tasks and ends those Slurm ended or lost.
   void AskSlurm(const std::vector<CTryRequest>& tries, const FTryEnded& ended);
   void End(CArray& array, CArrayTask& task, CEvaluationOutcome outcome, const FTryEnded& ended);
-  // Cancels the arrays not ended and forgets them.
-  void CancelOpen();
+  // Cancels the arrays not ended and forgets them; "" or, when scancel
+  // failed, a clause saying what is left to cancel.
+  std::string CancelOpen();
 
   std::string m_sbatch;
   std::string m_squeue;
@@ -255,6 +256,10 @@ void CSlurmJobExecutor::Run(const std::vector<CTryRequest>& tries, int jobs,
                                           std::chrono::duration<double>(pollInterval));
       }
     }
+  } catch (const CSlurmError& error) {
+    const std::string left = CancelOpen();
+    if (left.empty()) throw;
+    throw CSlurmError(error.what() + left);
   } catch (...) {
     CancelOpen();
     throw;
@@ -393,16 +398,22 @@ void CSlurmJobExecutor::AskSlurm(const std::vector<CTryRequest>& tries, const FT
   }
 }
 
-void CSlurmJobExecutor::CancelOpen() {
+std::string CSlurmJobExecutor::CancelOpen() {
   std::vector<std::string> command = {m_scancel};
+  std::string ids;
   for (const CArray& array : m_arrays) {
     if (array.open == 0) continue;
     command.push_back(std::to_string(array.id));
+    ids += " " + command.back();
     LeaveSubmitted(array.id);
     std::remove(array.listFile.c_str());
   }
-  if (command.size() > 1) RunSlurmCommand(command);
   m_arrays.clear();
+  if (command.size() == 1) return "";
+  const CSlurmReply reply = RunSlurmCommand(command);
+  if (reply.status == 0) return "";
+  return fmt::format("; cancelling its jobs failed too ({}): run 'scancel{}' once Slurm answers",
+                     reply.Error(), ids);
 }
 
 // Writes `value` in decimal at `out`; returns the end. For the signal handler.

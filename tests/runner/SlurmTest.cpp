@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -13,7 +14,9 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <regex>
+#include <sstream>
 #include <thread>
 
 #include "ProgramRun.h"
@@ -38,8 +41,9 @@ std::string Output(const std::string& command) {
 
 // The jobs of the test's analyses that Slurm has not ended.
 std::string QueuedJobs() {
-  return Output("squeue --noheader --states=PENDING,RUNNING,CONFIGURING,COMPLETING "
-                "--format='%i %j' | grep discrete-");
+  return Output(
+      "squeue --noheader --states=PENDING,RUNNING,CONFIGURING,COMPLETING "
+      "--format='%i %j' | grep discrete-");
 }
 
 class Slurm : public ::testing::Test {
@@ -170,6 +174,94 @@ TEST_F(Slurm, ASubmissionSlurmRefusesOrCannotTakeIsAClearError) {
   else
     unsetenv("SLURM_CONF");
   EXPECT_TRUE(lines.empty());
+}
+
+TEST_F(Slurm, AControllerThatStopsAnsweringIsWaitedForThenAClearError) {
+  CAnalysisDefinition analysis = Analysis("stalled", "sleep 30\n");
+  analysis.slurm.patience = 1;
+  std::vector<std::string> lines;
+  CAnalysisEvaluator evaluator({analysis}, {"x"}, ThroughSlurmJobs(lines));
+  std::thread stopper([] {
+    for (int i = 0; i < 200 && QueuedJobs().find("discrete-stalled") == std::string::npos; ++i)
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    std::system("pkill -STOP -x slurmctld");
+  });
+  const double design = 1;
+  double response = 0;
+  std::string message;
+  try {
+    evaluator.Evaluate(&design, &response);
+  } catch (const CSlurmError& error) {
+    message = error.what();
+  }
+  stopper.join();
+  std::system("pkill -CONT -x slurmctld");
+  EXPECT_THAT(message, HasSubstr("Slurm does not answer: squeue failed for "));
+  // Its cancelling could not reach Slurm either, and the message says what to run.
+  std::smatch found;
+  ASSERT_TRUE(
+      std::regex_search(message, found, std::regex("run 'scancel ([0-9]+)' once Slurm answers")))
+      << message;
+  EXPECT_EQ(std::system(("scancel " + found[1].str()).c_str()), 0);
+}
+
+// The report's lines that do not depend on where the analyses ran: the
+// best design, its objective and constraints.
+std::string DesignLines(const std::string& report) {
+  std::string lines;
+  std::istringstream text(report);
+  for (std::string line; std::getline(text, line);)
+    if (line.rfind("  ", 0) == 0 && line.rfind("  database", 0) != 0) lines += line + "\n";
+  return lines;
+}
+
+TEST_F(Slurm, ASearchThroughEitherExecutorFindsWhatALocalSearchFinds) {
+  const std::string problem = EXAMPLES_DIR "/cantilever.toml";
+  const CProgramRun local = RunProgram(folder, "solve " + problem + " --db local.db --quiet");
+  ASSERT_EQ(local.exitCode, 0) << local.output;
+  EXPECT_THAT(local.output, HasSubstr("reached"));
+
+  const CProgramRun jobs =
+      RunProgram(folder, "solve " + problem + " --db jobs.db --executor slurm-jobs --quiet");
+  EXPECT_EQ(jobs.exitCode, 0) << jobs.output;
+  EXPECT_THAT(jobs.output, HasSubstr("Slurm: "));
+  EXPECT_EQ(DesignLines(jobs.output), DesignLines(local.output));
+
+  // Inside an allocation of 4 CPUs, as a batch script would run it.
+  const std::string steps = Output("cd '" + folder.string() +
+                                   "' && salloc --ntasks=4 --quiet '" DISCRETE_PROGRAM "' solve " +
+                                   problem + " --db steps.db --executor slurm-steps --quiet");
+  EXPECT_EQ(DesignLines(steps), DesignLines(local.output)) << steps;
+  EXPECT_EQ(QueuedJobs(), "");
+}
+
+TEST_F(Slurm, ASecondCtrlCCancelsEveryJobItSubmitted) {
+  std::ofstream(folder / "p.toml")
+      << "name = \"p\"\nobjective = \"f\"\n"
+      << "[variables.x]\nlower = 0\nupper = 4\nkind = \"integer\"\n"
+      << "[analyses.slow]\ncommand = [\"" << Script("slow.sh", "sleep 60\n")
+      << "\"]\nwrites = [\"f\"]\n[slurm]\npoll_interval = 0.2\n";
+  const pid_t pid = fork();
+  if (pid == 0) {
+    if (chdir(folder.c_str()) != 0) _exit(127);
+    execl(DISCRETE_PROGRAM, DISCRETE_PROGRAM, "solve", "p.toml", "--executor", "slurm-jobs",
+          "--quiet", static_cast<char*>(nullptr));
+    _exit(127);
+  }
+  ASSERT_GT(pid, 0);
+  const auto waitFor = [](const std::function<bool()>& condition) {
+    for (int i = 0; i < 200 && !condition(); ++i)
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    return condition();
+  };
+  EXPECT_TRUE(waitFor([] { return QueuedJobs().find("discrete-slow") != std::string::npos; }));
+  kill(pid, SIGINT);
+  std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  kill(pid, SIGINT);
+  int status = 0;
+  waitpid(pid, &status, 0);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 130) << status;
+  EXPECT_TRUE(waitFor([] { return QueuedJobs().empty(); })) << QueuedJobs();
 }
 
 }  // namespace
