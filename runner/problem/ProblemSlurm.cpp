@@ -60,7 +60,7 @@ void ReadResources(CTableReader& reader, CSlurmSettings& settings) {
   }
 }
 
-void ReadTalking(CTableReader& reader, CSlurmSettings& settings) {
+void ReadControllerSettings(CTableReader& reader, CSlurmSettings& settings) {
   for (auto [key, target] : {std::pair{"poll_interval", &settings.pollInterval},
                              std::pair{"patience", &settings.patience}}) {
     if (const auto seconds = reader.Number(key, ERequired::No)) {
@@ -98,7 +98,7 @@ void ReadSlurm(CTableReader& top, CProblem& problem, std::vector<CProblemIssue>&
     CTableReader reader(*table, "slurm", issues);
     problem.slurmMode = ReadMode(reader);
     ReadResources(reader, defaults);
-    ReadTalking(reader, defaults);
+    ReadControllerSettings(reader, defaults);
     reader.ReportUnknownKeys();
     if (problem.analyses.empty())
       top.Report("slurm", "[slurm] is set but the problem has no analyses");
