@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "TaskDatabase.h"
+#include "analyses/SlurmClient.h"
 #include "commands/Commands.h"
 #include "expressions/MessageText.h"
 #include "problem/ProblemFile.h"
@@ -42,6 +43,12 @@ int Guarded(const std::function<EExitCode()>& command) {
   } catch (const CModuleError& error) {
     fmt::print(stderr, "discrete: module error: {}\n", error.what());
     return static_cast<int>(EExitCode::ModuleError);
+  } catch (const CSlurmError& error) {
+    fmt::print(stderr, "discrete: Slurm error: {}\n", error.what());
+    return static_cast<int>(EExitCode::SlurmError);
+  } catch (const CUsageError& error) {
+    fmt::print(stderr, "discrete: {}\n", error.what());
+    return static_cast<int>(EExitCode::UsageError);
   } catch (const std::exception& error) {
     fmt::print(stderr, "discrete: error: {}\n", error.what());
     return static_cast<int>(EExitCode::OtherError);
@@ -78,6 +85,17 @@ CLI::Validator WholeAtLeastZero() {
         return "";
       },
       "INT >= 0");
+}
+
+// --executor NAME, read into `executor`.
+void AddExecutorOption(CLI::App& command, std::optional<EExecutor>& executor) {
+  command
+      .add_option_function<std::string>(
+          "--executor", [&executor](const std::string& name) { executor = ExecutorFromName(name); },
+          "where analysis programs run: local, slurm-steps or slurm-jobs (default: the file's "
+          "[slurm] mode, else local)")
+      ->check(CLI::IsMember({ExecutorName(EExecutor::Local), ExecutorName(EExecutor::SlurmSteps),
+                             ExecutorName(EExecutor::SlurmJobs)}));
 }
 
 // The first argument names a command, unless it is an option. An unknown one
@@ -137,9 +155,10 @@ int main(int argc, char** argv) {
       ->check(CLI::Range(0, 1000));
   solveCommand
       ->add_option("--jobs,-j", solve.jobs,
-                   "evaluations of analysis programs run at the same time (default: the number of "
-                   "cores)")
+                   "evaluations of analysis programs run at the same time (default: local the "
+                   "number of cores, slurm-steps the allocation's tasks, slurm-jobs no limit)")
       ->check(CLI::Range(1, 1024));
+  AddExecutorOption(*solveCommand, solve.executor);
   solveCommand->add_flag("--quiet", solve.quiet, "no progress line and no notes; the report only");
   solveCommand
       ->add_option("--lock-timeout", solve.lockTimeout,
@@ -163,6 +182,7 @@ int main(int argc, char** argv) {
       ->check(FiniteAtLeastZero());
   resumeCommand->add_option("--jobs,-j", resume.jobs, "evaluations run at the same time")
       ->check(CLI::Range(1, 1024));
+  AddExecutorOption(*resumeCommand, resume.executor);
   resumeCommand->add_flag("--quiet", resume.quiet, "no progress line and no notes");
   resumeCommand->add_option("--lock-timeout", resume.lockTimeout, "seconds to wait for a lock")
       ->check(CLI::NonNegativeNumber);

@@ -22,6 +22,30 @@ std::string WhyNotExecutable(const std::string& path) {
   return "";
 }
 
+nlohmann::json SlurmToJson(const CSlurmSettings& slurm) {
+  return {{"partition", slurm.partition},
+          {"account", slurm.account},
+          {"time", slurm.time},
+          {"cpus", slurm.cpus},
+          {"memory", slurm.memory},
+          {"options", slurm.options},
+          {"poll_interval", slurm.pollInterval},
+          {"patience", slurm.patience}};
+}
+
+CSlurmSettings SlurmFromJson(const nlohmann::json& json) {
+  CSlurmSettings slurm;
+  slurm.partition = json.at("partition").get<std::string>();
+  slurm.account = json.at("account").get<std::string>();
+  slurm.time = json.at("time").get<std::string>();
+  slurm.cpus = json.at("cpus").get<int>();
+  slurm.memory = json.at("memory").get<std::string>();
+  slurm.options = json.at("options").get<std::vector<std::string>>();
+  slurm.pollInterval = json.at("poll_interval").get<double>();
+  slurm.patience = json.at("patience").get<double>();
+  return slurm;
+}
+
 }  // namespace
 
 const char* KeepName(EKeepFolders keep) {
@@ -38,10 +62,10 @@ const char* KeepName(EKeepFolders keep) {
 
 std::string AnalysisToJson(const CAnalysisDefinition& analysis) {
   const nlohmann::json json = {
-      {"command", analysis.command},       {"reads", analysis.reads},
-      {"writes", analysis.writes},         {"time_limit", analysis.timeLimit},
-      {"retries", analysis.retries},       {"keep", KeepName(analysis.keep)},
-      {"work_folder", analysis.workFolder}};
+      {"command", analysis.command},        {"reads", analysis.reads},
+      {"writes", analysis.writes},          {"time_limit", analysis.timeLimit},
+      {"retries", analysis.retries},        {"keep", KeepName(analysis.keep)},
+      {"work_folder", analysis.workFolder}, {"slurm", SlurmToJson(analysis.slurm)}};
   return json.dump();
 }
 
@@ -68,6 +92,8 @@ CAnalysisDefinition AnalysisFromJson(const std::string& name, const std::string&
                     : keep == "none" ? EKeepFolders::None
                                      : EKeepFolders::Failed;
     analysis.workFolder = json.at("work_folder").get<std::string>();
+    // Databases written before analyses could run through Slurm have none.
+    if (json.contains("slurm")) analysis.slurm = SlurmFromJson(json.at("slurm"));
   } catch (const nlohmann::json::exception& error) {
     throw std::invalid_argument(fmt::format("analysis '{}': {}", name, error.what()));
   }

@@ -10,14 +10,24 @@
 //
 // Each prints to the given stream and returns its exit code; failures are
 // exceptions (CProblemFileError, CDatabaseError, CTaskDataError,
-// CModuleLoadError, CModuleError).
+// CModuleLoadError, CModuleError, CSlurmError, CUsageError).
 
 #include <cstdio>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
+#include "analyses/SlurmSettings.h"
 #include "commands/ExitCodes.h"
 #include "commands/SearchTreeView.h"
+
+// The command line asks for what cannot be done where the program runs (the
+// message says why and what to do instead); exit status 2, as for a command
+// line that does not parse.
+class CUsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
 
 struct CSolveOptions {
   std::string problemFile;               // the problem (TOML)
@@ -30,9 +40,10 @@ struct CSolveOptions {
   std::optional<int> retries;            // override the file's optimizer.retries,
   std::optional<int> rootStarts;         // ... optimizer.root_starts
   std::optional<int> suspiciousStarts;   // ... and optimizer.suspicious_starts
-  int jobs = 0;               // analysis evaluations run at the same time; 0: the number of cores
-  bool quiet = false;         // no progress line and no notes; the report only
-  double lockTimeout = 30.0;  // seconds to wait for another process's lock on the database
+  int jobs = 0;  // analysis evaluations run at the same time; 0: the executor's default
+  std::optional<EExecutor> executor;  // overrides the file's [slurm] mode (ExecutorChoice.h)
+  bool quiet = false;                 // no progress line and no notes; the report only
+  double lockTimeout = 30.0;          // seconds to wait for another process's lock on the database
 };
 
 EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages);

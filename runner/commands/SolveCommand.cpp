@@ -7,12 +7,13 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <sstream>
-#include <thread>
 
 #include "LogFile.h"
 #include "Records.h"
 #include "TaskDatabase.h"
+#include "analyses/SlurmClient.h"
 #include "commands/Commands.h"
+#include "commands/ExecutorChoice.h"
 #include "commands/Interruption.h"
 #include "commands/OutputFiles.h"
 #include "commands/Report.h"
@@ -66,10 +67,12 @@ std::string SettingsJson(const CSolveOptions& options) {
   if (options.retries) json["retries"] = *options.retries;
   if (options.rootStarts) json["root_starts"] = *options.rootStarts;
   if (options.suspiciousStarts) json["suspicious_starts"] = *options.suspiciousStarts;
+  if (options.executor) json["executor"] = ExecutorName(*options.executor);
   return json.dump();
 }
 
-void ApplySettingsJson(const std::string& text, CProblem& problem) {
+// The settings SettingsJson kept.
+CSolveOptions StoredOptions(const std::string& text) {
   const nlohmann::json json = nlohmann::json::parse(text);
   CSolveOptions stored;
   if (json.contains("optimizer")) stored.optimizer = json["optimizer"].get<std::string>();
@@ -77,7 +80,13 @@ void ApplySettingsJson(const std::string& text, CProblem& problem) {
   if (json.contains("root_starts")) stored.rootStarts = json["root_starts"].get<int>();
   if (json.contains("suspicious_starts"))
     stored.suspiciousStarts = json["suspicious_starts"].get<int>();
-  ApplyOverrides(stored, problem);
+  if (json.contains("executor")) {
+    const std::string name = json["executor"].get<std::string>();
+    stored.executor = ExecutorFromName(name);
+    if (!stored.executor)
+      throw std::runtime_error(fmt::format("the stored executor '{}' is unknown", name));
+  }
+  return stored;
 }
 
 std::string ReadWholeFile(const std::string& path) {
@@ -179,7 +188,28 @@ struct CSearchRequest {
   std::string problemText;
   std::string settingsJson;
   int resumes = 0;
+  EExecutor executor = EExecutor::Local;  // where the analyses run
+  int jobs = 1;                           // evaluations run at the same time
 };
+
+// Where the analyses run and how many at a time, decided anew at every run
+// (a resume may run inside an allocation or outside one). Throws CUsageError
+// before anything is written when the executor cannot run here.
+void ChooseWhereAnalysesRun(const CSolveOptions& options, std::optional<EExecutor> requested,
+                            CSearchRequest& request) {
+  const CSlurmEnvironment environment = ReadSlurmEnvironment();
+  request.executor = ChooseExecutor(requested, request.problem.slurmMode, environment);
+  request.jobs = options.jobs > 0
+                     ? options.jobs
+                     : DefaultJobs(request.executor, request.problem.analyses, environment);
+}
+
+// "slurm-jobs, up to 8 at a time"
+std::string DescribeExecutor(EExecutor executor, int jobs) {
+  if (jobs >= kNoJobLimit)
+    return fmt::format("{}, no limit on how many at a time", ExecutorName(executor));
+  return fmt::format("{}, up to {} at a time", ExecutorName(executor), jobs);
+}
 
 // Writes the search task, runs the search with Ctrl-C handled, and reports.
 // The database is open in `session`.
@@ -214,19 +244,24 @@ EExitCode RunSearch(const CSolveOptions& options, CSearchRequest request, CSessi
                "database\n",
                request.resumes, searchTaskId);
   }
+  if (!problem.analyses.empty() && request.executor != EExecutor::Local) {
+    const std::string where =
+        "analyses run through " + DescribeExecutor(request.executor, request.jobs);
+    session.log->WriteLine("SEARCH", where.c_str());
+    if (!options.quiet) fmt::print(messages, "{}\n", where);
+  }
 
   CObserverList observers;
   CSearchLog searchLog(*session.log);
   observers.Add(searchLog);
   CProgressLine progress(stderr);
   if (!options.quiet && isatty(fileno(stderr))) observers.Add(progress);
-  const int jobs = options.jobs > 0
-                       ? options.jobs
-                       : std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
-  const FSolveTask solveTask = [jobs](int taskId, std::chrono::steady_clock::time_point deadline) {
+  const FSolveTask solveTask = [jobs = request.jobs, executor = request.executor](
+                                   int taskId, std::chrono::steady_clock::time_point deadline) {
     CTaskSolveSettings settings;
     settings.deadline = deadline;
     settings.jobs = jobs;
+    settings.executor = executor;
     return SolveTask(taskId, settings);
   };
   CBranchAndBoundSearch search(LoadedModule(), solveTask, observers, problem.limits,
@@ -245,6 +280,9 @@ EExitCode RunSearch(const CSolveOptions& options, CSearchRequest request, CSessi
         fmt::format("{}; the search stopped, and {} keeps what it committed before", error.what(),
                     databasePath));
   } catch (const CTaskDataError&) {
+    ReportCommittedSearch(out, searchTaskId, databasePath);
+    throw;
+  } catch (const CSlurmError&) {
     ReportCommittedSearch(out, searchTaskId, databasePath);
     throw;
   }
@@ -269,6 +307,7 @@ EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages) {
   request.settingsJson = SettingsJson(options);
   CProblem& problem = request.problem;
   ApplyOverrides(options, problem);
+  ChooseWhereAnalysesRun(options, options.executor, request);
   if (!options.quiet) {
     for (const std::string& note : problem.boundNotes) fmt::print(messages, "{}\n", note);
   }
@@ -314,10 +353,14 @@ EExitCode RunResume(const CSolveOptions& options, std::optional<int> searchTaskI
   CSearchRequest request;
   request.problem = ParseProblem(resumed.problemText, resumed.problemFile);
   request.problemText = resumed.problemText;
-  request.settingsJson = resumed.settings;
   request.resumes = resumed.searchTaskId;
   CProblem& problem = request.problem;
-  ApplySettingsJson(resumed.settings, problem);
+  // The resume's own --executor holds for it, and for a resume of it.
+  CSolveOptions stored = StoredOptions(resumed.settings);
+  if (options.executor) stored.executor = options.executor;
+  request.settingsJson = SettingsJson(stored);
+  ApplyOverrides(stored, problem);
+  ChooseWhereAnalysesRun(options, stored.executor, request);
   // The limits that stopped it are not taken up again; those given now hold.
   problem.limits = CSearchLimits();
   if (options.maxNodes) problem.limits.maxNodes = *options.maxNodes;

@@ -13,28 +13,9 @@ namespace {
 
 constexpr long long kMostRetries = 1000;
 
-// A list of texts; nothing (and an issue) when it is not one.
-std::optional<std::vector<std::string>> TextList(CTableReader& reader, const std::string& key) {
-  const toml::node* node = reader.Node(key);
-  if (node == nullptr) return std::nullopt;
-  const toml::array* array = node->as_array();
-  std::vector<std::string> texts;
-  if (array != nullptr) {
-    for (const toml::node& element : *array) {
-      if (!element.is_string()) break;
-      texts.push_back(*element.value<std::string>());
-    }
-  }
-  if (array == nullptr || texts.size() != array->size()) {
-    reader.Report(key, fmt::format("{} is not a list of texts", Describe(*node)));
-    return std::nullopt;
-  }
-  return texts;
-}
-
 void ReadCommand(CTableReader& reader, const std::string& baseFolder,
                  CAnalysisDefinition& analysis) {
-  const auto command = TextList(reader, "command");
+  const auto command = reader.TextList("command", ERequired::No);
   if (!reader.Node("command")) return reader.Report("command", "missing; a command is required");
   if (!command) return;
   if (command->empty())
@@ -59,7 +40,7 @@ std::vector<std::string> ReadableNames(const CProblem& problem) {
 
 void ReadNames(CTableReader& reader, const CProblem& problem, CAnalysisDefinition& analysis) {
   const std::vector<std::string> readable = ReadableNames(problem);
-  if (const auto reads = TextList(reader, "reads")) {
+  if (const auto reads = reader.TextList("reads", ERequired::No)) {
     for (const std::string& name : *reads) {
       if (std::find(readable.begin(), readable.end(), name) == readable.end()) {
         reader.Report("reads", fmt::format("'{}' is neither a design variable nor a quantity of a "
@@ -75,7 +56,7 @@ void ReadNames(CTableReader& reader, const CProblem& problem, CAnalysisDefinitio
   } else if (reader.Node("reads") == nullptr) {
     analysis.reads = readable;
   }
-  if (const auto writes = TextList(reader, "writes")) {
+  if (const auto writes = reader.TextList("writes", ERequired::No)) {
     if (writes->empty()) reader.Report("writes", "the list is empty; name at least one response");
     analysis.writes = *writes;
   } else if (reader.Node("writes") == nullptr) {
@@ -135,6 +116,7 @@ void ReadAnalyses(CTableReader& top, CProblem& problem, std::vector<CProblemIssu
     ReadCommand(reader, baseFolder, analysis);
     ReadNames(reader, problem, analysis);
     ReadHandling(reader, analysis);
+    reader.Node("slurm");  // what Slurm gives it: read by ReadSlurm, with the file's [slurm]
     reader.ReportUnknownKeys();
     problem.analyses.push_back(std::move(analysis));
   }

@@ -262,6 +262,7 @@ CProblem ParseProblem(std::string_view text, const std::string& fileName) {
   ReadObjective(top, problem, issues);
   ReadConstraints(top, problem, issues);
   ReadAnalyses(top, problem, issues);
+  ReadSlurm(top, problem, issues);
   ReadOptimizer(top, problem.optimizer, issues);
   ReadLimits(top, problem.limits, issues);
   ReadReference(top, problem, issues);

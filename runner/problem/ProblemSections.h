@@ -1,7 +1,7 @@
 #pragma once
 
 // The readers of the design sections of a problem file ([sets],
-// [catalogues.*], [variables.*], [equations], [constraints], [analyses.*]);
+// [catalogues.*], [variables.*], [equations], [constraints], [analyses.*], [slurm]);
 // ProblemFile.cpp reads the rest and calls them in this order: sets and
 // catalogues before variables, which name them, and the catalogue variables'
 // quantities before [equations], which may use them.
@@ -26,4 +26,8 @@ void AddCatalogueQuantities(CProblem& problem, std::vector<CProblemIssue>& issue
 void ReadEquations(CTableReader& top, CProblem& problem, std::vector<CProblemIssue>& issues);
 // [analyses.*] and work_folder; after the variables, which they read.
 void ReadAnalyses(CTableReader& top, CProblem& problem, std::vector<CProblemIssue>& issues);
+// [slurm] (the executor the file asks for, and what Slurm gives every
+// analysis) and each [analyses.NAME.slurm]; after the analyses, each of which
+// receives the file's settings with its own on top.
+void ReadSlurm(CTableReader& top, CProblem& problem, std::vector<CProblemIssue>& issues);
 void ReadConstraints(CTableReader& top, CProblem& problem, std::vector<CProblemIssue>& issues);

@@ -124,6 +124,25 @@ const toml::table* CTableReader::Table(const std::string& key, ERequired require
   return node->as_table();
 }
 
+std::optional<std::vector<std::string>> CTableReader::TextList(const std::string& key,
+                                                               ERequired required) {
+  const toml::node* node = Find(key, required, "a list of texts");
+  if (node == nullptr) return std::nullopt;
+  const toml::array* array = node->as_array();
+  std::vector<std::string> texts;
+  if (array != nullptr) {
+    for (const toml::node& element : *array) {
+      if (!element.is_string()) break;
+      texts.push_back(*element.value<std::string>());
+    }
+  }
+  if (array == nullptr || texts.size() != array->size()) {
+    Report(key, fmt::format("{} is not a list of texts", Describe(*node)));
+    return std::nullopt;
+  }
+  return texts;
+}
+
 void CTableReader::ReportUnknownKeys() {
   for (auto&& [key, node] : m_table) {
     const std::string name(key.str());

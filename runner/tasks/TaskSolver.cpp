@@ -332,6 +332,7 @@ CTaskSolution SolveTask(int taskId, const CTaskSolveSettings& settings) {
         };
       }
       evaluatorSettings.jobs = settings.jobs;
+      evaluatorSettings.executor = settings.executor;
       evaluatorSettings.report = LogAnalysisFailure;
       evaluatorSettings.store = &evaluations;
       model.analyses = std::make_unique<CAnalysisEvaluator>(task.analyses, task.variableNames,

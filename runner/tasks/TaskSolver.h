@@ -55,7 +55,6 @@
 #include <chrono>
 
 #include "analyses/SlurmSettings.h"
-
 #include "solver/Design.h"
 #include "solver/SolveStatus.h"
 

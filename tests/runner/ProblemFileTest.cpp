@@ -47,17 +47,18 @@ stiffness = "w * t^3 >= 2"
 area = { expression = "w * t <= 30", scale = 10 }
 )";
 
-std::string WithLine(int lineNumber, const std::string& replacement) {
-  std::string text = kSoundProblem;
+// `text` with its line `lineNumber` (1-based) replaced.
+std::string WithLine(int lineNumber, const std::string& replacement,
+                     std::string text = kSoundProblem) {
   size_t begin = 0;
   for (int line = 1; line < lineNumber; ++line) begin = text.find('\n', begin) + 1;
   const size_t end = text.find('\n', begin);
   return text.replace(begin, end - begin, replacement);
 }
 
-std::string ErrorsOf(const std::string& text) {
+std::string ErrorsOf(const std::string& text, const std::string& fileName = "plate.toml") {
   try {
-    ParseProblem(text, "plate.toml");
+    ParseProblem(text, fileName);
   } catch (const CProblemFileError& error) {
     return error.what();
   }
@@ -180,7 +181,118 @@ INSTANTIATE_TEST_SUITE_P(
                  "plate.toml:24: constraints.area.scale: -1 is not above 0"},
         CBadCase{0, "[limits]\nmax_nodes = 0\n",
                  "limits.max_nodes: 0 is not between 1 and 2147483647"},
-        CBadCase{5, "objective = \"w * (t\"", "objective: cannot read 'w * (t'"}));
+        CBadCase{5, "objective = \"w * (t\"", "objective: cannot read 'w * (t'"},
+        CBadCase{0, "[slurm]\nmode = \"jobs\"\n",
+                 "plate.toml:25: slurm: [slurm] is set but the problem has no analyses"},
+        CBadCase{1, "name = \"plate\"\nslurm = 3", "plate.toml:2: slurm: 3 is not a table"}));
+
+// Two analyses run through Slurm, one with resources of its own; each bad
+// case below replaces one line (1-based).
+const char* const kSlurmProblem = R"(name = "beam"
+objective = "f + g"
+variables.x = { lower = 0, upper = 3 }
+[analyses.a]
+command = ["sh", "a.sh"]
+writes = ["f"]
+[analyses.b]
+command = ["sh", "b.sh"]
+writes = ["g"]
+[analyses.b.slurm]
+partition = "long"
+time = "2-00:30"
+cpus = 8
+options = ["--qos=big"]
+[slurm]
+mode = "jobs"
+partition = "short"
+account = "design"
+time = "30:00"
+cpus = 2
+memory = "4G"
+options = ["--exclusive", "--constraint=avx2"]
+poll_interval = 0.5
+patience = 120
+)";
+
+// Every analysis gets the file's [slurm] settings with its own on top; they
+// are stored with it and read back, and a definition stored before there
+// were any gets the defaults.
+TEST(ProblemFile, SlurmSettingsReachEveryAnalysisAndItsStoredDefinition) {
+  const CProblem problem = ParseProblem(kSlurmProblem, "beam.toml");
+  EXPECT_EQ(problem.slurmMode, ESlurmMode::Jobs);
+  ASSERT_EQ(problem.analyses.size(), 2u);
+  const CSlurmSettings& a = problem.analyses[0].slurm;
+  EXPECT_EQ(a.partition, "short");
+  EXPECT_EQ(a.account, "design");
+  EXPECT_EQ(a.time, "30:00");
+  EXPECT_EQ(a.cpus, 2);
+  EXPECT_EQ(a.memory, "4G");
+  EXPECT_THAT(a.options, ElementsAre("--exclusive", "--constraint=avx2"));
+  EXPECT_EQ(a.pollInterval, 0.5);
+  EXPECT_EQ(a.patience, 120);
+  const CAnalysisDefinition stored = AnalysisFromJson("b", AnalysisToJson(problem.analyses[1]));
+  for (const CSlurmSettings* b : {&problem.analyses[1].slurm, &stored.slurm}) {
+    EXPECT_EQ(b->partition, "long");
+    EXPECT_EQ(b->account, "design");
+    EXPECT_EQ(b->time, "2-00:30");
+    EXPECT_EQ(b->cpus, 8);
+    EXPECT_EQ(b->memory, "4G");
+    EXPECT_THAT(b->options, ElementsAre("--qos=big"));
+    EXPECT_EQ(b->pollInterval, 0.5);
+    EXPECT_EQ(b->patience, 120);
+  }
+  EXPECT_EQ(ParseProblem(WithLine(16, "", kSlurmProblem), "beam.toml").slurmMode,
+            ESlurmMode::Auto);  // the default of a [slurm] table
+  const CAnalysisDefinition before = AnalysisFromJson(
+      "old", R"({"command": ["/bin/sh"], "reads": [], "writes": ["f"], "time_limit": 0,
+                 "retries": 0, "keep": "failed", "work_folder": "/w"})");
+  EXPECT_EQ(before.slurm.cpus, 1);
+  EXPECT_TRUE(before.slurm.partition.empty() && before.slurm.options.empty());
+  EXPECT_EQ(before.slurm.patience, CSlurmSettings().patience);
+}
+
+class SlurmMistake : public ::testing::TestWithParam<CBadCase> {};
+
+TEST_P(SlurmMistake, IsReportedWithFileLineFieldAndReason) {
+  const CBadCase& bad = GetParam();
+  EXPECT_THAT(ErrorsOf(WithLine(bad.line, bad.replacement, kSlurmProblem), "beam.toml"),
+              HasSubstr(bad.expected));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EveryKind, SlurmMistake,
+    ::testing::Values(
+        CBadCase{16, "mode = \"batch\"",
+                 "beam.toml:16: slurm.mode: \"batch\" is not a mode; use \"auto\", \"steps\" or "
+                 "\"jobs\""},
+        CBadCase{19, "time = \"1h\"",
+                 "beam.toml:19: slurm.time: \"1h\" is not a time as Slurm writes it; use \"MM\", "
+                 "\"MM:SS\", \"HH:MM:SS\", \"D-HH\", \"D-HH:MM\" or \"D-HH:MM:SS\""},
+        CBadCase{19, "time = \"1:02:03:04\"", "slurm.time: \"1:02:03:04\" is not a time"},
+        CBadCase{12, "time = \"2-\"", "analyses.b.slurm.time: \"2-\" is not a time"},
+        CBadCase{20, "cpus = 0", "beam.toml:20: slurm.cpus: 0 is not between 1 and 4096"},
+        CBadCase{13, "cpus = 4097", "analyses.b.slurm.cpus: 4097 is not between 1 and 4096"},
+        CBadCase{13, "cpus = 1.5", "analyses.b.slurm.cpus: 1.5 is not a whole number"},
+        CBadCase{21, "memory = \"4 GB\"",
+                 "beam.toml:21: slurm.memory: \"4 GB\" is not an amount of memory; write digits "
+                 "with an optional K, M, G or T (\"4G\", \"500M\")"},
+        CBadCase{22, "options = [\"--exclusive\", \"-p gpu\"]",
+                 "beam.toml:22: slurm.options: \"-p gpu\" does not begin with \"--\"; write each "
+                 "option as one text (\"--qos=long\")"},
+        CBadCase{14, "options = \"--qos=big\"",
+                 "analyses.b.slurm.options: '--qos=big' is not a list of texts"},
+        CBadCase{23, "poll_interval = 0", "beam.toml:23: slurm.poll_interval: 0 is not above 0"},
+        CBadCase{24, "patience = -1", "beam.toml:24: slurm.patience: -1 is not above 0"},
+        CBadCase{13, "patience = 5",
+                 "beam.toml:13: analyses.b.slurm.patience: set for the whole file only, in "
+                 "[slurm]"},
+        CBadCase{12, "tme = \"30\"",
+                 "beam.toml:12: analyses.b.slurm.tme: unknown key 'tme'; did you mean 'time'?"},
+        CBadCase{17, "partitions = \"short\"", "slurm.partitions: unknown key 'partitions'"},
+        CBadCase{17, "partition = 3", "slurm.partition: 3 is not a text"},
+        CBadCase{10, "slurm = \"big\"\n[nothing]",
+                 "beam.toml:10: analyses.b.slurm: 'big' is not a table {partition, time, cpus, "
+                 "...}"}));
 
 TEST(ProblemFile, ReportsEveryMistakeNotOnlyTheFirst) {
   std::string text = WithLine(9, "lower = 70");

@@ -151,6 +151,11 @@ variables.x1 = { kind = "integer", lower = 70, upper = 60 }
       {"solve /dev/zero", "", 3,
        StrEq("/dev/zero: is a character device, not a problem file (a regular file)\n")},
       {"solve small.toml --optimizer newton", "", 2, StartsWith("--optimizer: newton not in")},
+      {"solve small.toml --executor nope", "", 2, StartsWith("--executor: nope not in")},
+      {"solve small.toml --executor slurm-steps", "env -u SLURM_JOB_ID", 2,
+       StrEq("discrete: the executor slurm-steps runs analyses as job steps of an allocation, and "
+             "none is set (SLURM_JOB_ID); run discrete inside salloc or an sbatch script, or use "
+             "--executor slurm-jobs\n")},
       {"solve gear.toml", "", 3,
        StrEq("gear.toml:3: variables.x1.lower: 70 is above upper bound 60\n")},
       {"solve small.toml --db text.db", "", 4, StartsWith("discrete: database error: ")},
@@ -184,6 +189,20 @@ TEST_F(Program, NeverOverwritesADatabase) {
   EXPECT_THAT(list.output, HasSubstr("     1  search"));
   const std::string tree = Run("tree small.db").output;
   EXPECT_NE(tree.find("  root  "), tree.rfind("  root  "));  // two search trees
+}
+
+// A resume runs where its search ran unless it says otherwise, and that is
+// checked again where the resume runs.
+TEST_F(Program, AResumeKeepsTheExecutorOfItsSearchOrTheOneItIsGiven) {
+  ASSERT_EQ(Run("solve small.toml --quiet --max-nodes 1 --executor slurm-steps", "SLURM_JOB_ID=7")
+                .exitCode,
+            0);
+  const std::map<std::string, std::string> before = Files();
+  const CRun outside = Run("resume small.db", "env -u SLURM_JOB_ID");
+  EXPECT_EQ(outside.exitCode, 2);
+  EXPECT_THAT(outside.errors, HasSubstr("the executor slurm-steps runs analyses as job steps"));
+  EXPECT_EQ(Files(), before);
+  EXPECT_EQ(Run("resume small.db --quiet --executor local", "env -u SLURM_JOB_ID").exitCode, 0);
 }
 
 TEST_F(Program, TheLimitsStopTheSearchAndSaySo) {
