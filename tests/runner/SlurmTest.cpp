@@ -39,11 +39,12 @@ std::string Output(const std::string& command) {
   return text;
 }
 
-// The jobs of the test's analyses that Slurm has not ended.
-std::string QueuedJobs() {
+// The jobs of the analysis that Slurm has not ended ("" when none).
+std::string QueuedJobs(const std::string& analysis) {
   return Output(
       "squeue --noheader --states=PENDING,RUNNING,CONFIGURING,COMPLETING "
-      "--format='%i %j' | grep discrete-");
+      "--name=discrete-" +
+      analysis + " --format='%i %j'");
 }
 
 class Slurm : public ::testing::Test {
@@ -134,7 +135,7 @@ TEST_F(Slurm, EveryFailureOfAProgramOrItsJobIsAFailedTryWithItsReason) {
       EXPECT_TRUE(std::isnan(responses[i]));
     }
   }
-  EXPECT_EQ(QueuedJobs(), "");
+  for (const CAnalysisDefinition& analysis : analyses) EXPECT_EQ(QueuedJobs(analysis.name), "");
 }
 
 TEST_F(Slurm, ASubmissionSlurmRefusesOrCannotTakeIsAClearError) {
@@ -182,7 +183,7 @@ TEST_F(Slurm, AControllerThatStopsAnsweringIsWaitedForThenAClearError) {
   std::vector<std::string> lines;
   CAnalysisEvaluator evaluator({analysis}, {"x"}, ThroughSlurmJobs(lines));
   std::thread stopper([] {
-    for (int i = 0; i < 200 && QueuedJobs().find("discrete-stalled") == std::string::npos; ++i)
+    for (int i = 0; i < 200 && QueuedJobs("stalled").empty(); ++i)
       std::this_thread::sleep_for(std::chrono::milliseconds(100));
     std::system("pkill -STOP -x slurmctld");
   });
@@ -232,7 +233,7 @@ TEST_F(Slurm, ASearchThroughEitherExecutorFindsWhatALocalSearchFinds) {
                                    "' && salloc --ntasks=4 --quiet '" DISCRETE_PROGRAM "' solve " +
                                    problem + " --db steps.db --executor slurm-steps --quiet");
   EXPECT_EQ(DesignLines(steps), DesignLines(local.output)) << steps;
-  EXPECT_EQ(QueuedJobs(), "");
+  EXPECT_EQ(QueuedJobs("beam"), "");
 }
 
 TEST_F(Slurm, ASecondCtrlCCancelsEveryJobItSubmitted) {
@@ -254,14 +255,14 @@ TEST_F(Slurm, ASecondCtrlCCancelsEveryJobItSubmitted) {
       std::this_thread::sleep_for(std::chrono::milliseconds(100));
     return condition();
   };
-  EXPECT_TRUE(waitFor([] { return QueuedJobs().find("discrete-slow") != std::string::npos; }));
+  EXPECT_TRUE(waitFor([] { return !QueuedJobs("slow").empty(); }));
   kill(pid, SIGINT);
   std::this_thread::sleep_for(std::chrono::milliseconds(200));
   kill(pid, SIGINT);
   int status = 0;
   waitpid(pid, &status, 0);
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 130) << status;
-  EXPECT_TRUE(waitFor([] { return QueuedJobs().empty(); })) << QueuedJobs();
+  EXPECT_TRUE(waitFor([] { return QueuedJobs("slow").empty(); })) << QueuedJobs("slow");
 }
 
 }  // namespace
