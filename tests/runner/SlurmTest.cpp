@@ -185,7 +185,7 @@ TEST_F(Slurm, AControllerThatStopsAnsweringIsWaitedForThenAClearError) {
   std::thread stopper([] {
     for (int i = 0; i < 200 && QueuedJobs("stalled").empty(); ++i)
       std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    std::system("pkill -STOP -x slurmctld");
+    EXPECT_EQ(std::system("pkill -STOP -x slurmctld"), 0);
   });
   const double design = 1;
   double response = 0;
@@ -196,7 +196,7 @@ TEST_F(Slurm, AControllerThatStopsAnsweringIsWaitedForThenAClearError) {
     message = error.what();
   }
   stopper.join();
-  std::system("pkill -CONT -x slurmctld");
+  EXPECT_EQ(std::system("pkill -CONT -x slurmctld"), 0);
   EXPECT_THAT(message, HasSubstr("Slurm does not answer: squeue failed for "));
   // Its cancelling could not reach Slurm either, and the message says what to run.
   std::smatch found;
@@ -220,18 +220,20 @@ TEST_F(Slurm, ASearchThroughEitherExecutorFindsWhatALocalSearchFinds) {
   const std::string problem = EXAMPLES_DIR "/cantilever.toml";
   const CProgramRun local = RunProgram(folder, "solve " + problem + " --db local.db --quiet");
   ASSERT_EQ(local.exitCode, 0) << local.output;
-  EXPECT_THAT(local.output, HasSubstr("reached"));
+  EXPECT_THAT(local.output, HasSubstr("reached within"));
 
   const CProgramRun jobs =
       RunProgram(folder, "solve " + problem + " --db jobs.db --executor slurm-jobs --quiet");
   EXPECT_EQ(jobs.exitCode, 0) << jobs.output;
   EXPECT_THAT(jobs.output, HasSubstr("Slurm: "));
+  EXPECT_THAT(jobs.output, HasSubstr("reached within"));
   EXPECT_EQ(DesignLines(jobs.output), DesignLines(local.output));
 
   // Inside an allocation of 4 CPUs, as a batch script would run it.
   const std::string steps = Output("cd '" + folder.string() +
                                    "' && salloc --ntasks=4 --quiet '" DISCRETE_PROGRAM "' solve " +
                                    problem + " --db steps.db --executor slurm-steps --quiet");
+  EXPECT_THAT(steps, HasSubstr("reached within"));
   EXPECT_EQ(DesignLines(steps), DesignLines(local.output)) << steps;
   EXPECT_EQ(QueuedJobs("beam"), "");
 }
