@@ -295,6 +295,7 @@ void CSlurmJobExecutor::Submit(const std::vector<CTryRequest>& tries,
       "--nodes=1",
       "--ntasks=1",
       "--cpus-per-task=" + std::to_string(slurm.cpus),
+      "--no-requeue",
       "--output=/dev/null",
       "--chdir=" + analysisFolder};
   if (!slurm.memory.empty()) command.push_back("--mem=" + slurm.memory);

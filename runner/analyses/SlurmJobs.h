@@ -6,7 +6,7 @@
 //
 //   sbatch --parsable --array=0-N[%JOBS] --job-name=discrete-ANALYSIS
 //          --nodes=1 --ntasks=1 --cpus-per-task=C [--mem] [--time]
-//          [--partition] [--account] --output=/dev/null [options...]
+//          [--partition] [--account] --no-requeue --output=/dev/null [options...]
 //          <work folder>/<analysis>/discrete-slurm.sh <list of folders>
 //
 // whose task i runs the program in the i-th folder of the list (which must be
@@ -17,7 +17,8 @@
 // for the tasks that have none, so that a task Slurm ended without running
 // the program to its end (cancelled, timed out, pre-empted, its node lost)
 // is a failed try with Slurm's state and reason, and one that Slurm no longer
-// knows is one too. A controller that does not answer squeue is waited for
+// knows is one too. (--no-requeue: a job Slurm would requeue after a node
+// failure or a pre-emption fails instead, and the analysis' `retries` decide.) A controller that does not answer squeue is waited for
 // `patience` seconds, then CSlurmError; a submission that sbatch refuses is
 // CSlurmError at once. Arrays not yet ended when Run leaves by an exception
 // are cancelled.

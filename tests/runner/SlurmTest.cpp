@@ -138,6 +138,25 @@ TEST_F(Slurm, EveryFailureOfAProgramOrItsJobIsAFailedTryWithItsReason) {
   for (const CAnalysisDefinition& analysis : analyses) EXPECT_EQ(QueuedJobs(analysis.name), "");
 }
 
+TEST_F(Slurm, AJobLostWithItsNodeIsAFailedTryAndIsTriedAgain) {
+  // The first try takes its node down under itself; the node comes back
+  // (ReturnToService=2) and the second try answers.
+  CAnalysisDefinition analysis =
+      Analysis("lost",
+               "[ -e ../lost ] || { touch ../lost; scontrol update NodeName=\"$SLURMD_NODENAME\" "
+               "State=DOWN Reason=lost-in-a-test; sleep 30; }\n");
+  analysis.retries = 1;
+  std::vector<std::string> lines;
+  CAnalysisEvaluator evaluator({analysis}, {"x"}, ThroughSlurmJobs(lines));
+  const double design = 1.5;
+  double response = 0;
+  evaluator.Evaluate(&design, &response);
+  EXPECT_EQ(response, 3.0);
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_THAT(lines[0], HasSubstr("(try 1 of 2) failed: Slurm ended job "));
+  EXPECT_THAT(lines[0], HasSubstr(": NODE_FAIL (NodeDown)"));
+}
+
 TEST_F(Slurm, ASubmissionSlurmRefusesOrCannotTakeIsAClearError) {
   std::vector<std::string> lines;
   const double design = 1;
