@@ -16,7 +16,7 @@
 #include <system_error>
 
 #include "analyses/AnalysisProcess.h"
-#include "analyses/Concurrently.h"
+#include "analyses/MakeExecutor.h"
 
 namespace {
 
@@ -72,11 +72,6 @@ const char* TryStatusName(ETryStatus status) {
       break;
   }
   return "failed";
-}
-
-CAnalysisCounts& AnalysisCounts() {
-  static CAnalysisCounts counts;
-  return counts;
 }
 
 CAnalysisEvaluator::CAnalysisEvaluator(std::vector<CAnalysisDefinition> analyses,

@@ -4,12 +4,11 @@
 // the executor's (SlurmSettings.h); the evaluator (AnalysisEvaluator.h)
 // prepares each try's folder and decides on retries.
 //
-//   std::unique_ptr<CAnalysisExecutor> executor = MakeExecutor(EExecutor::Local);
-//   executor->Run(tries, jobs, [&](size_t i, CEvaluationOutcome outcome) { ... });
+//   std::unique_ptr<CAnalysisExecutor> executor = MakeExecutor(EExecutor::Local);  //
+//   MakeExecutor.h executor->Run(tries, jobs, [&](size_t i, CEvaluationOutcome outcome) { ... });
 
 #include <cstddef>
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -37,7 +36,3 @@ class CAnalysisExecutor {
   // submitted.
   virtual void Run(const std::vector<CTryRequest>& tries, int jobs, const FTryEnded& ended) = 0;
 };
-
-// Throws CSlurmError when an executor that uses Slurm finds no Slurm client
-// commands on PATH.
-std::unique_ptr<CAnalysisExecutor> MakeExecutor(EExecutor executor);

@@ -18,7 +18,7 @@
 #include <sstream>
 #include <thread>
 
-#include "analyses/AnalysisEvaluator.h"
+#include "analyses/AnalysisCounts.h"
 #include "analyses/SlurmClient.h"
 
 extern char** environ;

@@ -18,10 +18,10 @@
 // the program to its end (cancelled, timed out, pre-empted, its node lost)
 // is a failed try with Slurm's state and reason, and one that Slurm no longer
 // knows is one too. (--no-requeue: a job Slurm would requeue after a node
-// failure or a pre-emption fails instead, and the analysis' `retries` decide.) A controller that does not answer squeue is waited for
-// `patience` seconds, then CSlurmError; a submission that sbatch refuses is
-// CSlurmError at once. Arrays not yet ended when Run leaves by an exception
-// are cancelled.
+// failure or a pre-emption fails instead, and the analysis' `retries` decide.) A controller that
+// does not answer squeue is waited for `patience` seconds, then CSlurmError; a submission that
+// sbatch refuses is CSlurmError at once. Arrays not yet ended when Run leaves by an exception are
+// cancelled.
 
 #include <memory>
 

@@ -1,4 +1,4 @@
-#include "analyses/Executor.h"
+#include "analyses/MakeExecutor.h"
 
 #include "analyses/ProcessExecutor.h"
 #include "analyses/SlurmJobs.h"

@@ -1,0 +1,6 @@
+#include "analyses/AnalysisCounts.h"
+
+CAnalysisCounts& AnalysisCounts() {
+  static CAnalysisCounts counts;
+  return counts;
+}
