@@ -257,33 +257,53 @@ TEST_F(Slurm, ASearchThroughEitherExecutorFindsWhatALocalSearchFinds) {
   EXPECT_EQ(QueuedJobs("beam"), "");
 }
 
-TEST_F(Slurm, ASecondCtrlCCancelsEveryJobItSubmitted) {
+// The job steps named `name` that Slurm has not ended ("" when none).
+std::string RunningSteps(const std::string& name) {
+  return Output("squeue --steps --noheader --format='%i %j' | grep ' " + name + "$'");
+}
+
+bool WaitFor(const std::function<bool()>& condition) {
+  for (int i = 0; i < 200 && !condition(); ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  return condition();
+}
+
+TEST_F(Slurm, ASecondCtrlCLeavesNothingItStartedRunningInEitherExecutor) {
   std::ofstream(folder / "p.toml")
       << "name = \"p\"\nobjective = \"f\"\n"
       << "[variables.x]\nlower = 0\nupper = 4\nkind = \"integer\"\n"
       << "[analyses.slow]\ncommand = [\"" << Script("slow.sh", "sleep 60\n")
       << "\"]\nwrites = [\"f\"]\n[slurm]\npoll_interval = 0.2\n";
-  const pid_t pid = fork();
-  if (pid == 0) {
-    if (chdir(folder.c_str()) != 0) _exit(127);
-    execl(DISCRETE_PROGRAM, DISCRETE_PROGRAM, "solve", "p.toml", "--executor", "slurm-jobs",
-          "--quiet", static_cast<char*>(nullptr));
-    _exit(127);
+  const std::string program = DISCRETE_PROGRAM;
+  const std::string commands[] = {
+      "exec '" + program + "' solve p.toml --db jobs.db --executor slurm-jobs --quiet",
+      // discrete inside an allocation: salloc runs it (and tells its pid)
+      "exec salloc --ntasks=2 --quiet sh -c 'echo $$ > discrete.pid; exec " + program +
+          " solve p.toml --db steps.db --executor slurm-steps --quiet'"};
+  for (const std::string& command : commands) {
+    SCOPED_TRACE(command);
+    fs::remove(folder / "discrete.pid");
+    const pid_t child = fork();
+    if (child == 0) {
+      if (chdir(folder.c_str()) != 0) _exit(127);
+      execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char*>(nullptr));
+      _exit(127);
+    }
+    ASSERT_GT(child, 0);
+    const bool steps = command.find("salloc") != std::string::npos;
+    EXPECT_TRUE(
+        WaitFor([steps] { return !(steps ? RunningSteps("slow") : QueuedJobs("slow")).empty(); }));
+    pid_t discrete = child;
+    if (steps) std::ifstream(folder / "discrete.pid") >> discrete;
+    kill(discrete, SIGINT);
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    kill(discrete, SIGINT);
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 130) << status;
+    EXPECT_TRUE(WaitFor([] { return QueuedJobs("slow").empty() && RunningSteps("slow").empty(); }))
+        << QueuedJobs("slow") << RunningSteps("slow");
   }
-  ASSERT_GT(pid, 0);
-  const auto waitFor = [](const std::function<bool()>& condition) {
-    for (int i = 0; i < 200 && !condition(); ++i)
-      std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    return condition();
-  };
-  EXPECT_TRUE(waitFor([] { return !QueuedJobs("slow").empty(); }));
-  kill(pid, SIGINT);
-  std::this_thread::sleep_for(std::chrono::milliseconds(200));
-  kill(pid, SIGINT);
-  int status = 0;
-  waitpid(pid, &status, 0);
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 130) << status;
-  EXPECT_TRUE(waitFor([] { return QueuedJobs("slow").empty(); })) << QueuedJobs("slow");
 }
 
 }  // namespace
