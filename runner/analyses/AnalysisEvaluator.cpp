@@ -67,6 +67,8 @@ const char* TryStatusName(ETryStatus status) {
       return "succeeded";
     case ETryStatus::Retried:
       return "retried";
+    case ETryStatus::Lost:
+      return "lost";
     case ETryStatus::Failed:
       break;
   }
@@ -222,9 +224,11 @@ bool CAnalysisEvaluator::EndTry(CPending& item, const CTryRequest& request,
     }
   }
   thisTry.seconds = outcome.seconds;
-  thisTry.status = outcome.succeeded                                       ? ETryStatus::Succeeded
-                   : static_cast<int>(tries.size()) < analysis.retries + 1 ? ETryStatus::Retried
-                                                                           : ETryStatus::Failed;
+  const bool triesLeft = static_cast<int>(tries.size()) < analysis.retries + 1;
+  thisTry.status = outcome.succeeded ? ETryStatus::Succeeded
+                   : triesLeft       ? ETryStatus::Retried
+                   : outcome.lost    ? ETryStatus::Lost
+                                     : ETryStatus::Failed;
   thisTry.responses = std::move(outcome.values);
   thisTry.reason = std::move(outcome.reason);
   if (thisTry.status == ETryStatus::Retried) return true;

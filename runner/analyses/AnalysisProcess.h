@@ -34,6 +34,8 @@ struct CEvaluationOutcome {
   std::vector<double> values;  // one per response written, when it succeeded
   std::string reason;          // one line, when it failed
   double seconds = 0.0;        // from the start (or submission) to the end
+  // It failed because the cluster ended it, not the program (ETryStatus::Lost).
+  bool lost = false;
 };
 
 // Kills the process group of every analysis program running now (SIGKILL),

@@ -20,9 +20,14 @@ enum class ETryStatus {
   Succeeded,  // the responses are there
   Retried,    // it failed and another try followed
   Failed,     // it failed and was the last try: the design has no responses
+  // The last try, ended by the cluster and not by the program (cancelled,
+  // timed out by Slurm, pre-empted, its node lost): the design has no
+  // responses in this search, and is never served to another: it is tried
+  // again there.
+  Lost,
 };
 
-// "succeeded", "retried", "failed"
+// "succeeded", "retried", "failed", "lost"
 const char* TryStatusName(ETryStatus status);
 
 // One try of an evaluation: one run of the program in a folder of its own.

@@ -387,6 +387,7 @@ void CSlurmJobExecutor::AskSlurm(const std::vector<CTryRequest>& tries, const FT
       }
       if (++task.misses < kMissesAllowed) continue;
       CEvaluationOutcome outcome;
+      outcome.lost = true;
       if (found == states.end()) {
         outcome.reason = fmt::format("Slurm no longer knows job {} (lost with its node?)", name);
       } else {

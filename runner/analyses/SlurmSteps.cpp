@@ -1,19 +1,24 @@
 #include "analyses/SlurmSteps.h"
 
 #include <fstream>
+#include <regex>
 
 #include "analyses/ProcessExecutor.h"
 #include "analyses/SlurmClient.h"
 
 namespace {
 
-// The last line of the try's stderr.txt in which Slurm reports an error.
+// The last line of the try's stderr.txt in which Slurm reports an error of
+// its own; srun's report of how the program ended ("srun: error: node7:
+// task 0: Exited with exit code 3") is the program's, not Slurm's.
 std::string SlurmErrorIn(const std::string& folder) {
+  static const std::regex slurmError("^(srun|slurmstepd): error: ");
+  static const std::regex taskEnd("^srun: error: [^:]*: tasks? [0-9,-]+: ");
   std::ifstream file(folder + "/stderr.txt");
   std::string line;
   std::string last;
   while (std::getline(file, line)) {
-    if (line.rfind("srun: error:", 0) == 0 || line.rfind("slurmstepd: error:", 0) == 0) last = line;
+    if (std::regex_search(line, slurmError) && !std::regex_search(line, taskEnd)) last = line;
   }
   return last;
 }
@@ -42,6 +47,8 @@ std::unique_ptr<CAnalysisExecutor> MakeSlurmStepExecutor() {
       [srun](const CAnalysisDefinition& analysis) { return StepCommand(srun, analysis); },
       [](const CTryRequest& request, CEvaluationOutcome& outcome) {
         const std::string error = SlurmErrorIn(request.folder);
-        if (!error.empty()) outcome.reason += "; " + error;
+        if (error.empty()) return;
+        outcome.reason += "; " + error;
+        outcome.lost = true;
       });
 }

@@ -10,8 +10,9 @@
 // forwards the environment, the output and the end of the program, waits
 // while the allocation has no free CPUs for the step, and ends the step
 // when it is killed, at a time limit or at a second Ctrl-C. A failed try's
-// reason gets Slurm's own last error from stderr.txt ("srun: error: ...",
-// "slurmstepd: error: ... CANCELLED ...").
+// reason gets Slurm's own last error from stderr.txt ("srun: error: Unable
+// to create step ...", "slurmstepd: error: *** STEP 12.3 ... CANCELLED ...");
+// a try with one is lost (ETryStatus::Lost): Slurm, not the program, ended it.
 
 #include <memory>
 #include <string>

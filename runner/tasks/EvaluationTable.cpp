@@ -22,7 +22,7 @@ constexpr const char* kInsert =
     "?11)";
 constexpr const char* kFind =
     "SELECT status, responses FROM evaluations WHERE signature = ?1 AND inputs = ?2 AND status "
-    "!= 'retried' ORDER BY status = 'succeeded' DESC, id DESC LIMIT 1";
+    "IN ('succeeded', 'failed') ORDER BY status = 'succeeded' DESC, id DESC LIMIT 1";
 constexpr const char* kSelectAll =
     "SELECT id, task_id, analysis, inputs, attempt, evaluation_id, status, responses, reason, "
     "seconds, folder FROM evaluations ORDER BY id";

@@ -36,7 +36,7 @@ struct CEvaluationRow {
   std::string inputs;  // input.json's text
   int attempt = 1;     // the try's number within its evaluation
   std::string evaluationId;
-  std::string status;     // "succeeded", "retried" or "failed"
+  std::string status;     // "succeeded", "retried", "failed" or "lost"
   std::string responses;  // a JSON object, when it succeeded
   std::string reason;     // when it did not
   double seconds = 0.0;

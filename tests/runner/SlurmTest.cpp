@@ -20,8 +20,10 @@
 #include <thread>
 
 #include "ProgramRun.h"
+#include "TaskDatabase.h"
 #include "analyses/AnalysisEvaluator.h"
 #include "analyses/SlurmClient.h"
+#include "tasks/EvaluationTable.h"
 
 namespace {
 
@@ -138,23 +140,38 @@ TEST_F(Slurm, EveryFailureOfAProgramOrItsJobIsAFailedTryWithItsReason) {
   for (const CAnalysisDefinition& analysis : analyses) EXPECT_EQ(QueuedJobs(analysis.name), "");
 }
 
-TEST_F(Slurm, AJobLostWithItsNodeIsAFailedTryAndIsTriedAgain) {
+// A try whose job Slurm ended is lost: failed in this search, stored, but
+// never served to another, which tries the design again.
+TEST_F(Slurm, AJobLostWithItsNodeFailsButIsTriedAgainByTheNextSearch) {
   // The first try takes its node down under itself; the node comes back
-  // (ReturnToService=2) and the second try answers.
-  CAnalysisDefinition analysis =
+  // (ReturnToService=2) and the next search's try answers.
+  const CAnalysisDefinition analysis =
       Analysis("lost",
                "[ -e ../lost ] || { touch ../lost; scontrol update NodeName=\"$SLURMD_NODENAME\" "
                "State=DOWN Reason=lost-in-a-test; sleep 30; }\n");
-  analysis.retries = 1;
+  OpenTaskDatabase(":memory:");
+  CEvaluationTable store(1);
   std::vector<std::string> lines;
-  CAnalysisEvaluator evaluator({analysis}, {"x"}, ThroughSlurmJobs(lines));
+  CEvaluatorSettings settings = ThroughSlurmJobs(lines);
+  settings.store = &store;
   const double design = 1.5;
-  double response = 0;
-  evaluator.Evaluate(&design, &response);
-  EXPECT_EQ(response, 3.0);
+  double first = 0;
+  CAnalysisEvaluator(std::vector<CAnalysisDefinition>{analysis}, {"x"}, settings)
+      .Evaluate(&design, &first);
+  EXPECT_TRUE(std::isnan(first));
   ASSERT_EQ(lines.size(), 1u);
-  EXPECT_THAT(lines[0], HasSubstr("(try 1 of 2) failed: Slurm ended job "));
+  EXPECT_THAT(lines[0], HasSubstr("failed: Slurm ended job "));
   EXPECT_THAT(lines[0], HasSubstr(": NODE_FAIL (NodeDown)"));
+  ASSERT_EQ(ReadEvaluations().size(), 1u);
+  EXPECT_EQ(ReadEvaluations()[0].status, "lost");
+
+  const CAnalysisCounts before = AnalysisCounts();
+  double second = 0;
+  CAnalysisEvaluator(std::vector<CAnalysisDefinition>{analysis}, {"x"}, settings)
+      .Evaluate(&design, &second);
+  EXPECT_EQ(second, 3.0);
+  EXPECT_EQ(AnalysisCounts().served, before.served);
+  CloseTaskDatabase();
 }
 
 TEST_F(Slurm, ASubmissionSlurmRefusesOrCannotTakeIsAClearError) {
