@@ -11,8 +11,8 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <sstream>
 
+#include "DatabaseFiles.h"
 #include "Records.h"
 #include "TaskDatabaseFixture.h"
 #include "tasks/TaskResult.h"
@@ -32,13 +32,6 @@ struct CRun {
   std::string errors;  // what it wrote to stderr
 };
 
-std::string ReadAll(const fs::path& path) {
-  std::ifstream file(path);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
-
 const char* const kSmall = R"(name = "small"
 objective = "(x - 1.4)^2 + (y - 2.6)^2"
 variables.x = { kind = "integer", lower = 0, upper = 3 }
@@ -49,21 +42,15 @@ constraints.budget = "x + y <= 3.5"
 // Each test works in a fresh folder of its own.
 class Program : public ::testing::Test {
  protected:
-  void SetUp() override {
-    folder = fs::temp_directory_path() / ("discrete-test-" + std::to_string(getpid()));
-    fs::remove_all(folder);
-    fs::create_directories(folder);
-    Write("small.toml", kSmall);
-  }
-  void TearDown() override { fs::remove_all(folder); }
+  void SetUp() override { Write("small.toml", kSmall); }
 
   CRun Run(const std::string& arguments, const std::string& environment = "") const {
     const std::string command = "cd '" + folder.string() + "' && " + environment +
                                 " '" DISCRETE_PROGRAM "' " + arguments +
                                 " > stdout.txt 2> stderr.txt";
     const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadAll(folder / "stdout.txt"),
-            ReadAll(folder / "stderr.txt")};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(folder / "stdout.txt"),
+            ReadFile(folder / "stderr.txt")};
   }
 
   void Write(const std::string& name, const std::string& text) const {
@@ -71,16 +58,10 @@ class Program : public ::testing::Test {
   }
 
   // Every file of the folder but the captured output, by name, with its contents.
-  std::map<std::string, std::string> Files() const {
-    std::map<std::string, std::string> files;
-    for (const fs::directory_entry& entry : fs::directory_iterator(folder))
-      files[entry.path().filename()] = ReadAll(entry.path());
-    files.erase("stdout.txt");
-    files.erase("stderr.txt");
-    return files;
-  }
+  std::map<std::string, std::string> Files() const { return FilesIn(folder); }
 
-  fs::path folder;
+  CScratchDirectory m_directory;               // removed after the test
+  const fs::path folder = m_directory.Path();  // where the program runs
 };
 
 TEST_F(Program, SolvesAProblemReportsItAndShowsItsTasksRecordsAndTree) {
@@ -95,7 +76,7 @@ TEST_F(Program, SolvesAProblemReportsItAndShowsItsTasksRecordsAndTree) {
   EXPECT_THAT(run.output, HasSubstr("  budget                   3.5  <=           3.5"));
   EXPECT_THAT(run.output, HasSubstr("subtasks solved"));
   EXPECT_THAT(run.output, HasSubstr("database reads"));
-  const std::string log = ReadAll(folder / "small.log");
+  const std::string log = ReadFile(folder / "small.log");
   EXPECT_THAT(log, HasSubstr("SEARCH node 0: task 1 (the search task)"));
   EXPECT_THAT(log, Not(HasSubstr("Indices of discrete variables")));  // the module's debug lines
 
@@ -219,7 +200,7 @@ TEST_F(Program, TheLogHoldsOneLinePerNodeAndTheModulesDebugLinesAboveLevelTwo) {
   ASSERT_EQ(
       Run("solve small.toml --quiet --optimizer cobyla --log-level 3 --log detail.log").exitCode,
       0);
-  const std::string log = ReadAll(folder / "detail.log");
+  const std::string log = ReadFile(folder / "detail.log");
   EXPECT_THAT(log, HasSubstr("SEARCH node 2: task 3 (from task 1): objective "));
   EXPECT_THAT(log, HasSubstr("SEARCH search complete after 2 subtasks"));
   EXPECT_THAT(log, HasSubstr("Indices of discrete variables"));
