@@ -49,6 +49,7 @@ awk '{ n = split($0, a, /[:,}]/); x = a[2]; y = a[4]; z = a[6]
 )";
     fs::permissions(folder / "f.sh", fs::perms::owner_all);
   }
+
   long Runs() const {
     const std::string runs = ReadFile(folder / "runs.txt");
     return std::count(runs.begin(), runs.end(), '\n');
