@@ -4,14 +4,13 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
+#include "DatabaseFiles.h"
 #include "Records.h"
 #include "TaskDatabaseFixture.h"
 #include "analyses/AnalysisEvaluator.h"
@@ -25,13 +24,6 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::HasSubstr;
 
-std::string ReadAll(const fs::path& path) {
-  std::ifstream file(path);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
-
 // Evaluator settings whose failure lines go to `lines`.
 CEvaluatorSettings ReportingTo(std::vector<std::string>& lines) {
   CEvaluatorSettings settings;
@@ -39,33 +31,19 @@ CEvaluatorSettings ReportingTo(std::vector<std::string>& lines) {
   return settings;
 }
 
-CEvaluatorSettings InParallel(int jobs) {
-  CEvaluatorSettings settings;
-  settings.jobs = jobs;
-  return settings;
-}
-
-// Copies a record of one task to another, as the module does for a subtask.
-template <class TRecord>
-void CopyRecord(int from, int to, const std::function<void(TRecord&)>& setKey = nullptr) {
-  TRecord record = Stored<TRecord>(from, setKey);
-  record.m_nTaskID = to;
-  record.PutObject();
+// Copies records of one task to another (of CDPoint point 0), as the module
+// does for a subtask.
+template <class... TRecords>
+void CopyRecords(int from, int to) {
+  const auto copy = [to](auto record) {
+    record.m_nTaskID = to;
+    record.PutObject();
+  };
+  (copy(Stored<TRecords>(from)), ...);
 }
 
 class Analyses : public TaskDatabaseTest {
  protected:
-  void SetUp() override {
-    TaskDatabaseTest::SetUp();
-    folder = fs::temp_directory_path() / ("discrete-analyses-" + std::to_string(getpid()));
-    fs::remove_all(folder);
-    fs::create_directories(folder);
-  }
-  void TearDown() override {
-    fs::remove_all(folder);
-    TaskDatabaseTest::TearDown();
-  }
-
   // An executable sh script in the test's folder.
   std::string Script(const std::string& name, const std::string& body) const {
     const fs::path path = folder / name;
@@ -93,7 +71,8 @@ awk -v x="$x" 'BEGIN { if (x > 2.5) exit 1; printf "{\"f\": %.17g}\n", x * x }' 
     return analysis;
   }
 
-  fs::path folder;
+  CScratchDirectory m_directory;               // removed after the test
+  const fs::path folder = m_directory.Path();  // the scripts and work folders
 };
 
 TEST_F(Analyses, EveryFailureIsAOneLineReasonWithItsFolderKeptAndNaNResponses) {
@@ -189,14 +168,14 @@ echo to stderr >&2
   EXPECT_EQ(response, 1);
   // Evaluation ids are numbers unique in the process: this one's is the only folder.
   const fs::path run = fs::directory_iterator(folder / "work" / "beam")->path();
-  EXPECT_EQ(ReadAll(run / "environment.txt"),
+  EXPECT_EQ(ReadFile(run / "environment.txt"),
             "DISCRETE_EVALUATION_ID=" + run.filename().string() +
                 "\nDISCRETE_INPUT=" + (run / "input.json").string() + "\nDISCRETE_OUTPUT=" +
                 (run / "output.json").string() + "\nDISCRETE_WORK_FOLDER=" + run.string() + "\n");
-  EXPECT_EQ(ReadAll(run / "folder.txt"), run.string() + "\n");
-  EXPECT_EQ(ReadAll(run / "input.json"), "{\"y\":0.1}\n");  // only what it reads, exactly
-  EXPECT_EQ(ReadAll(run / "stdout.txt"), "to stdout\n");
-  EXPECT_EQ(ReadAll(run / "stderr.txt"), "to stderr\n");
+  EXPECT_EQ(ReadFile(run / "folder.txt"), run.string() + "\n");
+  EXPECT_EQ(ReadFile(run / "input.json"), "{\"y\":0.1}\n");  // only what it reads, exactly
+  EXPECT_EQ(ReadFile(run / "stdout.txt"), "to stdout\n");
+  EXPECT_EQ(ReadFile(run / "stderr.txt"), "to stderr\n");
 }
 
 TEST_F(Analyses, AProblemFileIsCheckedWhenReadAndACommandThatCannotRunIsRefused) {
@@ -259,13 +238,7 @@ optimizer.root_starts = 1
   subtask.m_nTaskID = taskId + 1;
   subtask.m_nParentTaskID = taskId;
   subtask.PutObject();
-  CopyRecord<CDVar>(taskId, taskId + 1);
-  CopyRecord<CDSet>(taskId, taskId + 1);
-  CopyRecord<CDResp>(taskId, taskId + 1);
-  CopyRecord<CDObj>(taskId, taskId + 1);
-  CopyRecord<CDCons>(taskId, taskId + 1);
-  CopyRecord<CDEqn>(taskId, taskId + 1);
-  CopyRecord<CDPoint>(taskId, taskId + 1, [](CDPoint& point) { point.m_nPointID = 0; });
+  CopyRecords<CDVar, CDSet, CDResp, CDObj, CDCons, CDEqn, CDPoint>(taskId, taskId + 1);
   EXPECT_NEAR(SolveTask(taskId + 1).best.values[0], std::sqrt(2.0), 1e-4);
 }
 
@@ -285,7 +258,9 @@ done
 x=$(sed 's/.*"x":\([^,}]*\).*/\1/' "$DISCRETE_INPUT")
 awk -v x="$x" 'BEGIN { printf "{\"f\": %.17g}\n", x * x }' > "$DISCRETE_OUTPUT"
 )sh"));
-  CAnalysisEvaluator evaluator({analysis}, {"x"}, InParallel(4));
+  CEvaluatorSettings fourJobs;
+  fourJobs.jobs = 4;
+  CAnalysisEvaluator evaluator({analysis}, {"x"}, fourJobs);
   const CAnalysisCounts before = AnalysisCounts();
   evaluator.Prepare({{1.0}, {2.0}, {3.0}, {0.5}, {2.0}});  // one design twice
   EXPECT_EQ(AnalysisCounts().evaluations - before.evaluations, 4);
@@ -313,8 +288,8 @@ optimizer.root_starts = 3
                                   (folder / "square.toml").string());
   problem.analyses[0].workFolder = (folder / "work").string();
   auto lineCount = [&] {
-    std::istringstream text(ReadAll(runs));
-    return std::count(std::istreambuf_iterator<char>(text), {}, '\n');
+    const std::string text = ReadFile(runs);
+    return std::count(text.begin(), text.end(), '\n');
   };
   const CTaskSolution first = SolveTask(WriteSearchTask(problem), {{}, 2});
   const auto runsOfFirst = lineCount();

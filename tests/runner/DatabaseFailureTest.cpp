@@ -33,13 +33,6 @@ struct CRun {
   std::string errors;  // stderr
 };
 
-std::string ReadAll(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
-
 // 16 integer variables under one budget: about 250 subtasks, the first
 // feasible discrete design about halfway.
 std::string LongProblem() {
@@ -59,9 +52,6 @@ std::string LongProblem() {
 class DatabaseFailure : public ::testing::Test {
  protected:
   void SetUp() override {
-    folder = fs::temp_directory_path() / ("discrete-failure-" + std::to_string(getpid()));
-    fs::remove_all(folder);
-    fs::create_directories(folder);
     std::ofstream(folder / "long.toml") << LongProblem();
     std::ofstream(folder / "small.toml")
         << "name = \"small\"\nobjective = \"(x - 1.4)^2\"\n"
@@ -74,7 +64,6 @@ class DatabaseFailure : public ::testing::Test {
                                          ~fs::perms::group_exec & ~fs::perms::others_exec);
     }
   }
-  void TearDown() override { fs::remove_all(folder); }
 
   // Runs the program in the folder; as the user `nobody` when asked (the
   // tests run as root, to whom file modes mean nothing).
@@ -90,21 +79,12 @@ class DatabaseFailure : public ::testing::Test {
     }
     int status = 0;
     waitpid(child, &status, 0);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadAll(folder / "stdout.txt"),
-            ReadAll(folder / "stderr.txt")};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(folder / "stdout.txt"),
+            ReadFile(folder / "stderr.txt")};
   }
 
-  // The files of a folder with their contents.
-  static std::map<std::string, std::string> Files(const fs::path& where) {
-    std::map<std::string, std::string> files;
-    for (const fs::directory_entry& entry : fs::directory_iterator(where))
-      files[entry.path().filename()] = ReadAll(entry.path());
-    files.erase("stdout.txt");
-    files.erase("stderr.txt");
-    return files;
-  }
-
-  fs::path folder;
+  CScratchDirectory m_directory;               // removed after the test
+  const fs::path folder = m_directory.Path();  // where the program runs
 };
 
 // The line of `show` for a task.
@@ -246,7 +226,7 @@ TEST_F(DatabaseFailure, AReadOnlyDatabaseIsReadWithoutWritingAndRefusedForSolvin
                   fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read);
   fs::permissions(folder, fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec |
                               fs::perms::others_read | fs::perms::others_exec);
-  const std::map<std::string, std::string> before = Files(folder);
+  const std::map<std::string, std::string> before = FilesIn(folder);
   for (const bool asNobody : {false, true}) {
     SCOPED_TRACE(asNobody ? "as nobody" : "as root");
     const CRun show = Run("show small.db", asNobody);
@@ -255,12 +235,12 @@ TEST_F(DatabaseFailure, AReadOnlyDatabaseIsReadWithoutWritingAndRefusedForSolvin
     const CRun tree = Run("tree small.db", asNobody);
     EXPECT_EQ(tree.exitCode, 0) << tree.errors;
     EXPECT_THAT(tree.output, HasSubstr("<== incumbent"));
-    EXPECT_EQ(Files(folder), before);
+    EXPECT_EQ(FilesIn(folder), before);
   }
   const CRun solve = Run("solve small.toml --db small.db", true);
   EXPECT_EQ(solve.exitCode, 4);
   EXPECT_THAT(solve.errors, HasSubstr("cannot write task database 'small.db': Permission denied"));
-  EXPECT_EQ(Files(folder), before);
+  EXPECT_EQ(FilesIn(folder), before);
 }
 
 // Another process holds the write lock: `solve` says that it waits and for
@@ -288,7 +268,7 @@ TEST_F(DatabaseFailure, ALockedDatabaseIsWaitedForAsLongAsToldWithTheHolderNamed
 // Paths that cannot be written are named with the reason, before any file is
 // created.
 TEST_F(DatabaseFailure, ABadDatabaseOrLogPathIsNamedWithTheReasonAndCreatesNothing) {
-  const std::map<std::string, std::string> before = Files(folder);
+  const std::map<std::string, std::string> before = FilesIn(folder);
   const CRun missingFolder = Run("solve small.toml --db nowhere/x.db");
   EXPECT_EQ(missingFolder.exitCode, 4);
   EXPECT_THAT(
@@ -300,7 +280,7 @@ TEST_F(DatabaseFailure, ABadDatabaseOrLogPathIsNamedWithTheReasonAndCreatesNothi
   EXPECT_THAT(
       badLog.errors,
       HasSubstr("cannot write log file 'nowhere/x.log': the folder 'nowhere' does not exist"));
-  EXPECT_EQ(Files(folder), before);
+  EXPECT_EQ(FilesIn(folder), before);
 }
 
 }  // namespace

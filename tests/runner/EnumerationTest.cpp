@@ -19,7 +19,7 @@
 #include "DatabaseFiles.h"
 #include "ProgramRun.h"
 #include "Records.h"
-#include "TaskDatabase.h"
+#include "TaskDatabaseFixture.h"
 #include "tasks/TaskResult.h"
 
 namespace {
@@ -176,9 +176,7 @@ class Enumeration : public ::testing::Test {
             .exitCode;
     EXPECT_TRUE(exitCode == 0 || exitCode == 1) << "exit code " << exitCode;
     OpenTaskDatabase(m_folder.File(name + ".db"));
-    CResult search(GetPOD());
-    search.m_nTaskID = 1;
-    EXPECT_TRUE(search.GetObject());
+    const CResult search = Stored<CResult>(1);
     CBest best;
     if (search.m_nDiscreteFeasible == 1) {
       const CTaskDesign design = ReadBestDesign(search.m_nResultTask);

@@ -9,6 +9,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <tuple>
 
 #include "problem/ProblemFile.h"
 
@@ -214,6 +215,14 @@ poll_interval = 0.5
 patience = 120
 )";
 
+// All fields of Slurm settings, to be compared at once.
+auto Fields(const CSlurmSettings& s) {
+  return std::tie(s.partition, s.account, s.time, s.cpus, s.memory, s.options, s.pollInterval,
+                  s.patience);
+}
+using CSlurmFields = std::tuple<std::string, std::string, std::string, int, std::string,
+                                std::vector<std::string>, double, double>;
+
 // Every analysis gets the file's [slurm] settings with its own on top; they
 // are stored with it and read back, and a definition stored before there
 // were any gets the defaults.
@@ -221,34 +230,20 @@ TEST(ProblemFile, SlurmSettingsReachEveryAnalysisAndItsStoredDefinition) {
   const CProblem problem = ParseProblem(kSlurmProblem, "beam.toml");
   EXPECT_EQ(problem.slurmMode, ESlurmMode::Jobs);
   ASSERT_EQ(problem.analyses.size(), 2u);
-  const CSlurmSettings& a = problem.analyses[0].slurm;
-  EXPECT_EQ(a.partition, "short");
-  EXPECT_EQ(a.account, "design");
-  EXPECT_EQ(a.time, "30:00");
-  EXPECT_EQ(a.cpus, 2);
-  EXPECT_EQ(a.memory, "4G");
-  EXPECT_THAT(a.options, ElementsAre("--exclusive", "--constraint=avx2"));
-  EXPECT_EQ(a.pollInterval, 0.5);
-  EXPECT_EQ(a.patience, 120);
+  EXPECT_EQ(Fields(problem.analyses[0].slurm),
+            CSlurmFields("short", "design", "30:00", 2, "4G", {"--exclusive", "--constraint=avx2"},
+                         0.5, 120));
   const CAnalysisDefinition stored = AnalysisFromJson("b", AnalysisToJson(problem.analyses[1]));
-  for (const CSlurmSettings* b : {&problem.analyses[1].slurm, &stored.slurm}) {
-    EXPECT_EQ(b->partition, "long");
-    EXPECT_EQ(b->account, "design");
-    EXPECT_EQ(b->time, "2-00:30");
-    EXPECT_EQ(b->cpus, 8);
-    EXPECT_EQ(b->memory, "4G");
-    EXPECT_THAT(b->options, ElementsAre("--qos=big"));
-    EXPECT_EQ(b->pollInterval, 0.5);
-    EXPECT_EQ(b->patience, 120);
-  }
+  for (const CSlurmSettings* b : {&problem.analyses[1].slurm, &stored.slurm})
+    EXPECT_EQ(Fields(*b),
+              CSlurmFields("long", "design", "2-00:30", 8, "4G", {"--qos=big"}, 0.5, 120));
   EXPECT_EQ(ParseProblem(WithLine(16, "", kSlurmProblem), "beam.toml").slurmMode,
             ESlurmMode::Auto);  // the default of a [slurm] table
   const CAnalysisDefinition before = AnalysisFromJson(
       "old", R"({"command": ["/bin/sh"], "reads": [], "writes": ["f"], "time_limit": 0,
                  "retries": 0, "keep": "failed", "work_folder": "/w"})");
-  EXPECT_EQ(before.slurm.cpus, 1);
-  EXPECT_TRUE(before.slurm.partition.empty() && before.slurm.options.empty());
-  EXPECT_EQ(before.slurm.patience, CSlurmSettings().patience);
+  const CSlurmSettings defaults;
+  EXPECT_EQ(Fields(before.slurm), Fields(defaults));
 }
 
 class SlurmMistake : public ::testing::TestWithParam<CBadCase> {};

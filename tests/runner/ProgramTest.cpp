@@ -4,15 +4,14 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <sstream>
 
+#include "DatabaseFiles.h"
+#include "ProgramRun.h"
 #include "Records.h"
 #include "TaskDatabaseFixture.h"
 #include "tasks/TaskResult.h"
@@ -26,19 +25,6 @@ using ::testing::Not;
 using ::testing::StartsWith;
 using ::testing::StrEq;
 
-struct CRun {
-  int exitCode = -1;   // the program's exit status
-  std::string output;  // what it wrote to stdout
-  std::string errors;  // what it wrote to stderr
-};
-
-std::string ReadAll(const fs::path& path) {
-  std::ifstream file(path);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
-
 const char* const kSmall = R"(name = "small"
 objective = "(x - 1.4)^2 + (y - 2.6)^2"
 variables.x = { kind = "integer", lower = 0, upper = 3 }
@@ -49,21 +35,10 @@ constraints.budget = "x + y <= 3.5"
 // Each test works in a fresh folder of its own.
 class Program : public ::testing::Test {
  protected:
-  void SetUp() override {
-    folder = fs::temp_directory_path() / ("discrete-test-" + std::to_string(getpid()));
-    fs::remove_all(folder);
-    fs::create_directories(folder);
-    Write("small.toml", kSmall);
-  }
-  void TearDown() override { fs::remove_all(folder); }
+  void SetUp() override { Write("small.toml", kSmall); }
 
-  CRun Run(const std::string& arguments, const std::string& environment = "") const {
-    const std::string command = "cd '" + folder.string() + "' && " + environment +
-                                " '" DISCRETE_PROGRAM "' " + arguments +
-                                " > stdout.txt 2> stderr.txt";
-    const int status = std::system(command.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadAll(folder / "stdout.txt"),
-            ReadAll(folder / "stderr.txt")};
+  CProgramRun Run(const std::string& arguments, const std::string& environment = "") const {
+    return RunProgram(folder, arguments, environment);
   }
 
   void Write(const std::string& name, const std::string& text) const {
@@ -71,20 +46,14 @@ class Program : public ::testing::Test {
   }
 
   // Every file of the folder but the captured output, by name, with its contents.
-  std::map<std::string, std::string> Files() const {
-    std::map<std::string, std::string> files;
-    for (const fs::directory_entry& entry : fs::directory_iterator(folder))
-      files[entry.path().filename()] = ReadAll(entry.path());
-    files.erase("stdout.txt");
-    files.erase("stderr.txt");
-    return files;
-  }
+  std::map<std::string, std::string> Files() const { return FilesIn(folder); }
 
-  fs::path folder;
+  CScratchDirectory m_directory;               // removed after the test
+  const fs::path folder = m_directory.Path();  // where the program runs
 };
 
 TEST_F(Program, SolvesAProblemReportsItAndShowsItsTasksRecordsAndTree) {
-  const CRun run = Run("solve small.toml");
+  const CProgramRun run = Run("solve small.toml");
   EXPECT_EQ(run.exitCode, 0) << run.errors;
   EXPECT_THAT(
       run.output,
@@ -95,24 +64,24 @@ TEST_F(Program, SolvesAProblemReportsItAndShowsItsTasksRecordsAndTree) {
   EXPECT_THAT(run.output, HasSubstr("  budget                   3.5  <=           3.5"));
   EXPECT_THAT(run.output, HasSubstr("subtasks solved"));
   EXPECT_THAT(run.output, HasSubstr("database reads"));
-  const std::string log = ReadAll(folder / "small.log");
+  const std::string log = ReadFile(folder / "small.log");
   EXPECT_THAT(log, HasSubstr("SEARCH node 0: task 1 (the search task)"));
   EXPECT_THAT(log, Not(HasSubstr("Indices of discrete variables")));  // the module's debug lines
 
-  const CRun list = Run("show small.db");
+  const CProgramRun list = Run("show small.db");
   EXPECT_EQ(list.exitCode, 0);
   EXPECT_THAT(list.output, HasSubstr("     1  search        -         2"));
   EXPECT_THAT(list.output, HasSubstr("(feasible discrete)"));
-  const CRun records = Run("show small.db 1");
+  const CProgramRun records = Run("show small.db 1");
   EXPECT_THAT(records.output, HasSubstr("CTask (m_nTaskID = 1)\n  m_nModuleType = 0\n"));
   EXPECT_THAT(records.output, HasSubstr("CDPoint (m_nTaskID = 1, m_nPointID = 0)"));
   EXPECT_THAT(records.output, HasSubstr("CIter (m_nTaskID = 1, m_nIter = 0, m_nSubIter = 0)"));
-  const CRun tree = Run("tree small.db");
+  const CProgramRun tree = Run("tree small.db");
   EXPECT_THAT(tree.output, HasSubstr("task 1  root  objective "));
   EXPECT_THAT(tree.output, HasSubstr("+-- task 2  x >= 2  objective "));
   EXPECT_THAT(tree.output, HasSubstr("`-- task 3  x <= 1  objective 0.17  max con "));
   EXPECT_THAT(tree.output, HasSubstr("discrete feasible  <== incumbent"));
-  const CRun dot = Run("tree small.db --format dot");
+  const CProgramRun dot = Run("tree small.db --format dot");
   EXPECT_THAT(dot.output, HasSubstr("digraph search_1 {"));
   EXPECT_THAT(dot.output, HasSubstr("t1 -> t3 [label=\"x <= 1\"];"));
   EXPECT_THAT(dot.output, HasSubstr("style=filled, fillcolor=gold"));
@@ -168,7 +137,7 @@ variables.x1 = { kind = "integer", lower = 70, upper = 60 }
   for (const auto& expected : cases) {
     SCOPED_TRACE(expected.arguments);
     const std::map<std::string, std::string> before = Files();
-    const CRun run = Run(expected.arguments, expected.environment);
+    const CProgramRun run = Run(expected.arguments, expected.environment);
     EXPECT_EQ(run.exitCode, expected.exitCode);
     EXPECT_THAT(run.output + run.errors, expected.printed);
     if (expected.exitCode != 1) {
@@ -179,13 +148,13 @@ variables.x1 = { kind = "integer", lower = 70, upper = 60 }
 
 TEST_F(Program, NeverOverwritesADatabase) {
   ASSERT_EQ(Run("solve small.toml --quiet").exitCode, 0);
-  const CRun second = Run("solve small.toml");
+  const CProgramRun second = Run("solve small.toml");
   EXPECT_EQ(second.exitCode, 0);
   EXPECT_THAT(second.errors, HasSubstr("small.db exists already; writing to small-2.db"));
   EXPECT_TRUE(fs::exists(folder / "small-2.db"));
   // A database named on the command line gathers searches.
   ASSERT_EQ(Run("solve small.toml --quiet --db small.db").exitCode, 0);
-  const CRun list = Run("show small.db");
+  const CProgramRun list = Run("show small.db");
   EXPECT_THAT(list.output, HasSubstr("     1  search"));
   const std::string tree = Run("tree small.db").output;
   EXPECT_NE(tree.find("  root  "), tree.rfind("  root  "));  // two search trees
@@ -198,7 +167,7 @@ TEST_F(Program, AResumeKeepsTheExecutorOfItsSearchOrTheOneItIsGiven) {
                 .exitCode,
             0);
   const std::map<std::string, std::string> before = Files();
-  const CRun outside = Run("resume small.db", "env -u SLURM_JOB_ID");
+  const CProgramRun outside = Run("resume small.db", "env -u SLURM_JOB_ID");
   EXPECT_EQ(outside.exitCode, 2);
   EXPECT_THAT(outside.errors, HasSubstr("the executor slurm-steps runs analyses as job steps"));
   EXPECT_EQ(Files(), before);
@@ -206,7 +175,7 @@ TEST_F(Program, AResumeKeepsTheExecutorOfItsSearchOrTheOneItIsGiven) {
 }
 
 TEST_F(Program, TheLimitsStopTheSearchAndSaySo) {
-  const CRun run = Run("solve small.toml --max-nodes 1");
+  const CProgramRun run = Run("solve small.toml --max-nodes 1");
   EXPECT_EQ(run.exitCode,
             0);  // the first subtask (x >= 2) is a discrete design, though not the best
   EXPECT_THAT(
@@ -219,7 +188,7 @@ TEST_F(Program, TheLogHoldsOneLinePerNodeAndTheModulesDebugLinesAboveLevelTwo) {
   ASSERT_EQ(
       Run("solve small.toml --quiet --optimizer cobyla --log-level 3 --log detail.log").exitCode,
       0);
-  const std::string log = ReadAll(folder / "detail.log");
+  const std::string log = ReadFile(folder / "detail.log");
   EXPECT_THAT(log, HasSubstr("SEARCH node 2: task 3 (from task 1): objective "));
   EXPECT_THAT(log, HasSubstr("SEARCH search complete after 2 subtasks"));
   EXPECT_THAT(log, HasSubstr("Indices of discrete variables"));
@@ -227,7 +196,7 @@ TEST_F(Program, TheLogHoldsOneLinePerNodeAndTheModulesDebugLinesAboveLevelTwo) {
 }
 
 TEST_F(Program, VersionNamesTheProgramAndTheModule) {
-  const CRun run = Run("version");
+  const CProgramRun run = Run("version");
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_THAT(run.output, HasSubstr("discrete 1.0.0\nmodule 6.21.0 ("));
   EXPECT_THAT(run.output, HasSubstr("libDiscrete.so)"));
@@ -244,7 +213,7 @@ variables.y = { kind = "integer", lower = 1, upper = 50 }
 variables.z = { kind = "integer", lower = 1, upper = 50 }
 constraints.material = "2*x + 3*y + 5*z <= 100"
 )");
-  const CRun run = Run("solve box.toml --quiet");
+  const CProgramRun run = Run("solve box.toml --quiet");
   EXPECT_EQ(run.exitCode, 0) << run.errors;
   EXPECT_THAT(run.output, HasSubstr("objective = 1232  (maximised)"));
 }

@@ -10,12 +10,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <thread>
 
+#include "DatabaseFiles.h"
 #include "ProgramRun.h"
 
 namespace {
@@ -37,9 +40,6 @@ optimizer.root_starts = 1
 class Resume : public ::testing::Test {
  protected:
   void SetUp() override {
-    folder = fs::temp_directory_path() / ("discrete-resume-" + std::to_string(getpid()));
-    fs::remove_all(folder);
-    fs::create_directories(folder);
     std::ofstream(folder / "p.toml") << kProblem;
     // Counts its runs in runs.txt (one line each, written when it starts).
     std::ofstream(folder / "f.sh")
@@ -49,13 +49,10 @@ awk '{ n = split($0, a, /[:,}]/); x = a[2]; y = a[4]; z = a[6]
 )";
     fs::permissions(folder / "f.sh", fs::perms::owner_all);
   }
-  void TearDown() override { fs::remove_all(folder); }
 
   long Runs() const {
-    std::ifstream file(folder / "runs.txt");
-    long lines = 0;
-    for (std::string line; std::getline(file, line);) ++lines;
-    return lines;
+    const std::string runs = ReadFile(folder / "runs.txt");
+    return std::count(runs.begin(), runs.end(), '\n');
   }
   CProgramRun Run(const std::string& arguments) const { return RunProgram(folder, arguments); }
 
@@ -93,9 +90,9 @@ awk '{ n = split($0, a, /[:,}]/); x = a[2]; y = a[4]; z = a[6]
     posix_spawn_file_actions_destroy(&actions);
     return pid;
   }
-  // Waits until the analysis has run at least `runs` times.
-  void AwaitRuns(long runs) const {
-    for (int i = 0; i < 6000 && Runs() < runs; ++i)
+  // Waits until `done` holds, at most `seconds`.
+  static void Await(const std::function<bool()>& done, int seconds = 60) {
+    for (int i = 0; i < seconds * 100 && !done(); ++i)
       std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   // Whether the process exists and is not a zombie (/proc/PID/stat's state).
@@ -106,18 +103,14 @@ awk '{ n = split($0, a, /[:,}]/); x = a[2]; y = a[4]; z = a[6]
     const size_t end = text.rfind(") ");
     return end != std::string::npos && end + 2 < text.size() && text[end + 2] != 'Z';
   }
-  // Waits until some analysis has started sleeping.
-  static void AwaitSleepers(const std::string& sleepers) {
-    for (int i = 0; i < 6000 && !fs::exists(sleepers); ++i)
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
   static int ExitStatusOf(pid_t pid) {
     int status = 0;
     waitpid(pid, &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
 
-  fs::path folder;
+  CScratchDirectory m_directory;               // removed after the test
+  const fs::path folder = m_directory.Path();  // where the program runs
 };
 
 TEST_F(Resume, AfterANodeLimitOrCtrlCTheSearchEndsAsAnUninterruptedOneRunningNothingTwice) {
@@ -141,12 +134,10 @@ TEST_F(Resume, AfterANodeLimitOrCtrlCTheSearchEndsAsAnUninterruptedOneRunningNot
   // solved is finished and the result so far written.
   fs::remove(folder / "runs.txt");
   const pid_t pid = Start("interrupted.db");
-  AwaitRuns(wholeRuns / 3);
+  Await([&] { return Runs() >= wholeRuns / 3; });
   kill(pid, SIGINT);
   ExitStatusOf(pid);
-  std::ostringstream report;
-  report << std::ifstream(folder / "out.txt").rdbuf();
-  EXPECT_THAT(report.str(), HasSubstr("(interrupted)"));
+  EXPECT_THAT(ReadFile(folder / "out.txt"), HasSubstr("(interrupted)"));
   EXPECT_LT(Runs(), wholeRuns);
   const CProgramRun finished = Run("resume interrupted.db -j 2");
   EXPECT_EQ(Result(finished.output), Result(whole.output));
@@ -166,7 +157,7 @@ TEST_F(Resume, ASecondCtrlCStopsAtOnceAndKillsTheRunningAnalyses) {
   std::ofstream(marker) << "";
   fs::remove(folder / "runs.txt");
   const pid_t pid = Start("stopped.db");
-  AwaitSleepers(sleepers);
+  Await([&] { return fs::exists(sleepers); });  // some analysis sleeps
   kill(pid, SIGINT);
   std::this_thread::sleep_for(std::chrono::milliseconds(200));
   kill(pid, SIGINT);
@@ -176,8 +167,7 @@ TEST_F(Resume, ASecondCtrlCStopsAtOnceAndKillsTheRunningAnalyses) {
   for (pid_t sleeper = 0; pids >> sleeper;) {
     ++sleeping;
     // SIGKILL was sent; the process is gone once the kernel has delivered it.
-    for (int wait = 0; wait < 500 && IsRunning(sleeper); ++wait)
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    Await([&] { return !IsRunning(sleeper); }, 5);
     EXPECT_FALSE(IsRunning(sleeper)) << "analysis process " << sleeper << " still runs";
   }
   EXPECT_GT(sleeping, 0);

@@ -16,7 +16,7 @@
 #include "DatabaseFiles.h"
 #include "ProgramRun.h"
 #include "Records.h"
-#include "TaskDatabase.h"
+#include "TaskDatabaseFixture.h"
 
 namespace {
 
@@ -32,9 +32,7 @@ class Trust : public ::testing::Test {
   // The stored CResult of a task of a database the program wrote.
   CResult StoredResult(const std::string& name, int taskId) {
     OpenTaskDatabase(m_folder.File(name + ".db"));
-    CResult result(GetPOD());
-    result.m_nTaskID = taskId;
-    EXPECT_TRUE(result.GetObject());
+    const CResult result = Stored<CResult>(taskId);
     CloseTaskDatabase();
     return result;
   }

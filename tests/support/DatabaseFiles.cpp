@@ -5,6 +5,8 @@
 #include <stdlib.h>
 
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <stdexcept>
 
 CScratchDirectory::CScratchDirectory() {
@@ -16,6 +18,21 @@ CScratchDirectory::CScratchDirectory() {
 CScratchDirectory::~CScratchDirectory() {
   std::error_code ignored;
   std::filesystem::remove_all(m_path, ignored);
+}
+
+std::string ReadFile(const std::string& path) {
+  std::ostringstream text;
+  text << std::ifstream(path, std::ios::binary).rdbuf();
+  return text.str();
+}
+
+std::map<std::string, std::string> FilesIn(const std::string& folder) {
+  std::map<std::string, std::string> files;
+  for (const std::filesystem::directory_entry& entry : std::filesystem::directory_iterator(folder))
+    files[entry.path().filename()] = ReadFile(entry.path());
+  files.erase("stdout.txt");
+  files.erase("stderr.txt");
+  return files;
 }
 
 CPlainConnection::CPlainConnection(const std::string& path) : m_connection(nullptr) {

@@ -1,10 +1,11 @@
 #pragma once
 
-// Database files for the tests of the host side and of the module: a scratch
-// directory to put them in, and a plain SQLite connection to one, beside the
-// connection the host library keeps: what another process (or the damage a
-// test does) sees.
+// Files for the tests of the host side, the module and the program: a scratch
+// directory to put them in, reading back what a test or a program wrote, and
+// a plain SQLite connection to a database file, beside the connection the
+// host library keeps: what another process (or the damage a test does) sees.
 
+#include <map>
 #include <string>
 
 struct sqlite3;
@@ -18,10 +19,18 @@ class CScratchDirectory {
   CScratchDirectory& operator=(const CScratchDirectory&) = delete;
 
   std::string File(const std::string& name) const { return m_path + "/" + name; }
+  const std::string& Path() const { return m_path; }
 
  private:
   std::string m_path;  // absolute path of the directory
 };
+
+// The whole contents of a file, byte for byte; "" when it cannot be read.
+std::string ReadFile(const std::string& path);
+
+// Every file of a folder by name with its contents, except stdout.txt and
+// stderr.txt, where the tests capture a program's output.
+std::map<std::string, std::string> FilesIn(const std::string& folder);
 
 class CPlainConnection {
  public:
