@@ -47,6 +47,9 @@ struct CNodeSummary {
       0.0;                // objective of the best discrete design so far; valid with hasIncumbent
   int incumbentTask = 0;  // its task; 0 without one
   int openNodes = 0;      // nodes waiting to be branched, as the program counts them (NodeMirror.h)
+  bool hasOpenBound = false;  // some open node is left, so openBound is valid
+  double openBound = 0.0;  // best relaxation objective among the open nodes: no discrete design in
+                           // their subtrees can be better (the lower bound when minimising)
   double elapsedSeconds = 0.0;  // since the search began (the search task's solve included)
   int analyses = 0;             // analyses of the whole process so far
 };
