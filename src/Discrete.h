@@ -33,9 +33,10 @@
 // To stop early (a node or time limit, the user's Ctrl-C), call
 // BranchBoundStop(searchTask) after a PostDiscreteTask instead of asking for
 // the next node: the search task's CResult then names the best design found
-// so far. GetDiscreteVersion may be called at any time. The other entry
-// points are the steps the search takes itself; a host calls them only to
-// read a task (GetTaskDVData, GetBestResult) or to build subtasks of its own.
+// so far. GetDiscreteVersion may be called at any time; GetTaskDVData and
+// GetBestResult read a task as the module reads it. Node2Task,
+// UpdateNodeData and UseParentPoints are the search's own steps, exported
+// with it.
 //
 // One search per process, one call at a time: the search state lives in
 // module globals. Every entry point that reaches the database holds the
