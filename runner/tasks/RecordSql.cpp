@@ -21,9 +21,7 @@ class CLayoutReader : public CFieldVisitor {
   void Field(const char* name, pvUINT32&) override { Add(name, EFieldType::Uint32); }
   void Field(const char* name, pvFLOAT64&) override { Add(name, EFieldType::Float64); }
   void Field(const char* name, std::string&) override { Add(name, EFieldType::Text); }
-  void Field(const char* name, std::vector<pvINT32>&) override {
-    Add(name, EFieldType::Int32List);
-  }
+  void Field(const char* name, std::vector<pvINT32>&) override { Add(name, EFieldType::Int32List); }
   void Field(const char* name, std::valarray<pvFLOAT64>&) override {
     Add(name, EFieldType::Float64Array);
   }
@@ -64,7 +62,8 @@ std::string Nibble(const std::string& hex, const std::string& position) {
 
 // Byte `index` after `offset`.
 std::string Byte(const std::string& hex, const std::string& offset, int index) {
-  return fmt::format("({} * 16 + {})", Nibble(hex, fmt::format("2 * ({}) + {}", offset, 2 * index + 1)),
+  return fmt::format("({} * 16 + {})",
+                     Nibble(hex, fmt::format("2 * ({}) + {}", offset, 2 * index + 1)),
                      Nibble(hex, fmt::format("2 * ({}) + {}", offset, 2 * index + 2)));
 }
 
@@ -139,8 +138,8 @@ std::string RecordFieldsSql(pvPersistent& prototype, const std::vector<std::stri
   for (const std::string& name : fields) {
     const auto place = places.find(name);
     if (place == places.end())
-      throw std::logic_error(fmt::format("{} has no field {} that SQL can locate",
-                                         prototype.RecordName(), name));
+      throw std::logic_error(
+          fmt::format("{} has no field {} that SQL can locate", prototype.RecordName(), name));
     const CFieldPlace& field = place->second;
     layers = std::max(layers, field.layers);
     switch (field.type) {
@@ -171,8 +170,8 @@ std::string RecordFieldsSql(pvPersistent& prototype, const std::vector<std::stri
   // common table expressions rather than nested subqueries, whose depth
   // SQLite's parser limits.
   const std::string table = prototype.RecordName();
-  std::string sql = fmt::format("WITH {}0 AS (SELECT {}data, hex(data) AS h FROM \"{}\")", table,
-                                keyList, table);
+  std::string sql =
+      fmt::format("WITH {}0 AS (SELECT {}data, hex(data) AS h FROM \"{}\")", table, keyList, table);
   for (size_t layer = 0; layer < layers; ++layer) {
     sql += fmt::format(", {}{} AS (SELECT *, {} AS o{} FROM {}{} LIMIT -1 OFFSET 0)", table,
                        layer + 1, offsetColumns[layer], layer, table, layer);

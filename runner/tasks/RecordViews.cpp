@@ -58,8 +58,7 @@ std::string DesignsView() {
       "AS lower, {upper} AS upper, CASE {kind} WHEN 1 THEN 'integer' WHEN 2 THEN 'set' ELSE "
       "'continuous' END AS kind FROM names n JOIN best b ON b.task = n.task WHERE n.variable < "
       "{values}",
-      fmt::arg("result",
-               RecordFieldsSql(result, {"m_nBestIter", "m_nBestSubIter", "m_nNumIters"})),
+      fmt::arg("result", RecordFieldsSql(result, {"m_nBestIter", "m_nBestSubIter", "m_nNumIters"})),
       fmt::arg("iteration", RecordFieldsSql(iteration, {"m_nPointID"})),
       fmt::arg("point", RecordFieldsSql(point, {"m_vaValues"})),
       fmt::arg("variables",
