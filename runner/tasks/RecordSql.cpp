@@ -106,6 +106,24 @@ std::string SqlText(const std::string& blob, const std::string& hex, const std::
                      SqlUint32(hex, offset));
 }
 
+std::string FixedFieldOffset(pvPersistent& prototype, const std::string& field) {
+  CLayoutReader layout;
+  prototype.VisitData(layout);
+  long offset = 12;  // the header
+  for (const auto& [name, type] : layout.fields) {
+    if (name == field) return std::to_string(offset);
+    if (type == EFieldType::Int32 || type == EFieldType::Uint32) {
+      offset += 4;
+    } else if (type == EFieldType::Float64) {
+      offset += 8;
+    } else {
+      break;
+    }
+  }
+  throw std::logic_error(
+      fmt::format("{} has no field {} at a fixed offset", prototype.RecordName(), field));
+}
+
 std::string RecordFieldsSql(pvPersistent& prototype, const std::vector<std::string>& fields) {
   CLayoutReader layout;
   prototype.VisitData(layout);

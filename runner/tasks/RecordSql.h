@@ -34,6 +34,10 @@ std::string SqlFloat64(const std::string& hex, const std::string& offset);
 // The text whose u32 byte count is at `offset` in the BLOB `blob`.
 std::string SqlText(const std::string& blob, const std::string& hex, const std::string& offset);
 
+// The byte offset in the BLOB of a field that comes before any text or
+// list (a number); throws std::logic_error for any other.
+std::string FixedFieldOffset(pvPersistent& prototype, const std::string& field);
+
 // A SELECT over the record class's table giving, per record, its key columns
 // (named as the key fields), `data`, `h` (hex(data)) and the named data
 // fields: int32, uint32, float64 and text fields as their values under the

@@ -38,38 +38,44 @@ std::string ResultsView() {
 
 // The variables are walked through their names (a list of texts, whose
 // items have their own lengths) by a recursive query; every array is
-// indexed directly.
+// indexed directly. The best design is reached through the key columns of
+// CResult, CIter and CDPoint (their indexes), with the fields that lead
+// there at fixed offsets, in that order (CROSS JOIN keeps SQLite's planner
+// from reading CIter before the CResult that names its key); the solved
+// tasks are those of the view results.
 std::string DesignsView() {
   CResult result(nullptr);
   CIter iteration(nullptr);
   CDPoint point(nullptr);
   CDVar variables(nullptr);
   const std::string index = "n.variable";
+  const std::string values = FixedFieldOffset(point, "m_vaValues");
   return fmt::format(
-      "WITH RECURSIVE best (task, h, at) AS (SELECT r.m_nTaskID, p.h, p.m_vaValues_at FROM "
-      "({result}) r JOIN ({iteration}) i ON i.m_nTaskID = r.m_nTaskID AND i.m_nIter = "
-      "r.m_nBestIter AND i.m_nSubIter = r.m_nBestSubIter JOIN ({point}) p ON p.m_nTaskID = "
-      "r.m_nTaskID AND p.m_nPointID = i.m_nPointID WHERE r.m_nNumIters > 0), "
-      "names (task, variable, count, at, h, data, lower_at, upper_at, kind_at) AS (SELECT "
-      "m_nTaskID, 0, {count}, m_vNames_at + 4, h, data, m_vaLower_at, m_vaUpper_at, m_vKind_at "
-      "FROM ({variables}) WHERE {count} > 0 UNION ALL SELECT task, variable + 1, count, at + 4 + "
-      "{length}, h, data, lower_at, upper_at, kind_at FROM names WHERE variable + 1 < count) "
+      "WITH RECURSIVE names (task, variable, count, at, h, data, lower_at, upper_at, kind_at) AS "
+      "(SELECT m_nTaskID, 0, {count}, m_vNames_at + 4, h, data, m_vaLower_at, m_vaUpper_at, "
+      "m_vKind_at FROM ({variables}) WHERE {count} > 0 UNION ALL SELECT task, variable + 1, "
+      "count, at + 4 + {length}, h, data, lower_at, upper_at, kind_at FROM names WHERE variable "
+      "+ 1 < count) "
       "SELECT n.task AS task, n.variable AS variable, {name} AS name, {value} AS value, {lower} "
       "AS lower, {upper} AS upper, CASE {kind} WHEN 1 THEN 'integer' WHEN 2 THEN 'set' ELSE "
-      "'continuous' END AS kind FROM names n JOIN best b ON b.task = n.task WHERE n.variable < "
-      "{values}",
-      fmt::arg("result", RecordFieldsSql(result, {"m_nBestIter", "m_nBestSubIter", "m_nNumIters"})),
-      fmt::arg("iteration", RecordFieldsSql(iteration, {"m_nPointID"})),
-      fmt::arg("point", RecordFieldsSql(point, {"m_vaValues"})),
+      "'continuous' END AS kind FROM names n CROSS JOIN \"CResult\" r ON r.m_nTaskID = n.task "
+      "CROSS "
+      "JOIN \"CIter\" i ON i.m_nTaskID = n.task AND i.m_nIter = {bestIter} AND i.m_nSubIter = "
+      "{bestRun} CROSS JOIN \"CDPoint\" p ON p.m_nTaskID = n.task AND p.m_nPointID = {pointId} "
+      "WHERE "
+      "n.task IN (SELECT task FROM results) AND n.variable < {valueCount}",
       fmt::arg("variables",
                RecordFieldsSql(variables, {"m_vaLower", "m_vaUpper", "m_vKind", "m_vNames"})),
       fmt::arg("count", SqlUint32("h", "m_vNames_at")), fmt::arg("length", SqlUint32("h", "at")),
       fmt::arg("name", SqlText("n.data", "n.h", "n.at")),
-      fmt::arg("value", SqlFloat64("b.h", fmt::format("b.at + 4 + 8 * {}", index))),
+      fmt::arg("value", SqlFloat64("hex(p.data)", fmt::format("{} + 4 + 8 * {}", values, index))),
       fmt::arg("lower", SqlFloat64("n.h", fmt::format("n.lower_at + 4 + 8 * {}", index))),
       fmt::arg("upper", SqlFloat64("n.h", fmt::format("n.upper_at + 4 + 8 * {}", index))),
       fmt::arg("kind", SqlInt32("n.h", fmt::format("n.kind_at + 4 + 4 * {}", index))),
-      fmt::arg("values", SqlUint32("b.h", "b.at")));
+      fmt::arg("bestIter", SqlInt32("hex(r.data)", FixedFieldOffset(result, "m_nBestIter"))),
+      fmt::arg("bestRun", SqlInt32("hex(r.data)", FixedFieldOffset(result, "m_nBestSubIter"))),
+      fmt::arg("pointId", SqlInt32("hex(i.data)", FixedFieldOffset(iteration, "m_nPointID"))),
+      fmt::arg("valueCount", SqlUint32("hex(p.data)", values)));
 }
 
 void Execute(const std::string& sql) {
