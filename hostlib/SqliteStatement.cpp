@@ -96,6 +96,16 @@ double CSqliteStatement::ColumnDouble(int column) const {
   return sqlite3_column_double(m_statement, column);
 }
 
+int CSqliteStatement::ColumnCount() const { return sqlite3_column_count(m_statement); }
+
+std::string CSqliteStatement::ColumnName(int column) const {
+  return sqlite3_column_name(m_statement, column);
+}
+
+int CSqliteStatement::ColumnType(int column) const {
+  return sqlite3_column_type(m_statement, column);
+}
+
 std::string CSqliteStatement::ColumnText(int column) const {
   const unsigned char* text = sqlite3_column_text(m_statement, column);  // before its size
   if (text == nullptr) return "";

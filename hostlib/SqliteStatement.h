@@ -60,6 +60,12 @@ class CSqliteStatement {
   size_t ColumnBlobSize(int column) const;
   double ColumnDouble(int column) const;
   std::string ColumnText(int column) const;  // "" for NULL
+  // The statement's result columns: their number, names, and each one's
+  // SQLite type in the current row (SQLITE_INTEGER, SQLITE_FLOAT, SQLITE_TEXT,
+  // SQLITE_BLOB or SQLITE_NULL).
+  int ColumnCount() const;
+  std::string ColumnName(int column) const;
+  int ColumnType(int column) const;
 
  private:
   sqlite3* m_connection;      // not owned; outlives the statement

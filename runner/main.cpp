@@ -15,6 +15,7 @@
 #include "TaskDatabase.h"
 #include "analyses/SlurmClient.h"
 #include "commands/Commands.h"
+#include "commands/Export.h"
 #include "expressions/MessageText.h"
 #include "problem/ProblemFile.h"
 #include "search/DiscreteModule.h"
@@ -196,17 +197,40 @@ int main(int argc, char** argv) {
   bool allEvaluations = false;
   showCommand->add_flag("--evaluations", allEvaluations,
                         "list every evaluation of analysis programs, not only the failed ones");
+  std::string showFormat = "text";
+  showCommand->add_option("--format", showFormat, "text or json (docs/json-output.md)")
+      ->check(CLI::IsMember({"text", "json"}));
 
   std::string format = "text";
   CLI::App* treeCommand = app.add_subcommand("tree", "print the search tree stored in a database");
   treeCommand->add_option("database", database, "task database")->required();
   treeCommand->add_option("--task", taskId, "search task (default: every search task)");
-  treeCommand->add_option("--format", format, "text or dot")->check(CLI::IsMember({"text", "dot"}));
+  treeCommand->add_option("--format", format, "text, dot or json")
+      ->check(CLI::IsMember({"text", "dot", "json"}));
 
   CLI::App* versionCommand =
       app.add_subcommand("version", "print the program's and the module's versions");
   CLI::App* optimizersCommand = app.add_subcommand(
       "optimizers", "list the continuous optimisers: name, then what it is, one per line");
+
+  CExportOptions exportOptions;
+  std::string exportFormat = "json";
+  CLI::App* exportCommand = app.add_subcommand(
+      "export", "write the tasks, results, designs and evaluations of a database as CSV or JSON");
+  exportCommand->add_option("database", exportOptions.databasePath, "task database")->required();
+  exportCommand->add_option("--format", exportFormat, "csv or json (default json)")
+      ->check(CLI::IsMember({"csv", "json"}));
+  std::vector<std::string> exportTables;
+  for (const char* const* table = ExportTables(); *table != nullptr; ++table)
+    exportTables.emplace_back(*table);
+  exportCommand->add_option("--table", exportOptions.table, "only this table")
+      ->check(CLI::IsMember(exportTables));
+  exportCommand->add_option(
+      "--output,-o", exportOptions.output,
+      "file to write (default: standard output); for CSV of every table, the folder for one "
+      "file per table");
+  exportCommand->add_flag("--views", exportOptions.storeViews,
+                          "also store the SQL views tasks, results and designs in the database");
 
   if (RefusesUnknownCommand(app, argc, argv)) return static_cast<int>(EExitCode::UsageError);
   try {
@@ -224,10 +248,17 @@ int main(int argc, char** argv) {
   if (resumeCommand->parsed())
     return Guarded([&] { return RunResume(resume, resumeTask, stdout, stderr); });
   if (showCommand->parsed())
-    return Guarded([&] { return RunShow(database, taskId, allEvaluations, stdout); });
+    return Guarded(
+        [&] { return RunShow(database, taskId, allEvaluations, showFormat == "json", stdout); });
   if (treeCommand->parsed()) {
-    const ETreeFormat treeFormat = format == "dot" ? ETreeFormat::Dot : ETreeFormat::Text;
+    const ETreeFormat treeFormat = format == "dot"    ? ETreeFormat::Dot
+                                   : format == "json" ? ETreeFormat::Json
+                                                      : ETreeFormat::Text;
     return Guarded([&] { return RunTree(database, taskId, treeFormat, stdout); });
+  }
+  if (exportCommand->parsed()) {
+    exportOptions.format = exportFormat == "csv" ? EExportFormat::Csv : EExportFormat::Json;
+    return Guarded([&] { return RunExport(exportOptions, stdout); });
   }
   if (versionCommand->parsed()) return Guarded([&] { return RunVersion(stdout); });
   if (optimizersCommand->parsed()) {

@@ -5,7 +5,8 @@
 //
 //   solve    write a problem file into a task database and run the search
 //   show     list a database's tasks, or one task's records in full
-//   tree     a search tree read back from a database, as text or Graphviz
+//   tree     a search tree read back from a database, as text, Graphviz or JSON
+//   export   a database's tasks, results, designs and evaluations as CSV or JSON (Export.h)
 //   version  the program's and the module's versions
 //
 // Each prints to the given stream and returns its exit code; failures are
@@ -54,9 +55,10 @@ EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages);
 EExitCode RunResume(const CSolveOptions& options, std::optional<int> searchTaskId, FILE* out,
                     FILE* messages);
 // The task list and the failed evaluations of analysis programs (all of them
-// with `allEvaluations`), or one task's records and evaluations.
+// with `allEvaluations`), or one task's records and evaluations; as text, or
+// as one JSON document (`json`: discrete-tasks, discrete-task).
 EExitCode RunShow(const std::string& databasePath, std::optional<int> taskId, bool allEvaluations,
-                  FILE* out);
+                  bool json, FILE* out);
 EExitCode RunTree(const std::string& databasePath, std::optional<int> taskId, ETreeFormat format,
                   FILE* out);
 EExitCode RunVersion(FILE* out);

@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <optional>
 
+#include "commands/JsonOutput.h"
+
 enum class EEvaluationSelection {
   Failed,  // only the tries that failed
   All,     // every try
@@ -17,3 +19,9 @@ enum class EEvaluationSelection {
 // `taskId` only, when given). Prints nothing for a database without
 // evaluations.
 void PrintEvaluations(FILE* out, EEvaluationSelection selection, std::optional<int> taskId);
+
+// The selected evaluations as JSON objects: id, task, analysis, attempt,
+// evaluation_id, status, inputs and responses (objects, name -> number;
+// responses null when it failed), reason and folder (null when none),
+// seconds.
+CJson EvaluationsJson(EEvaluationSelection selection, std::optional<int> taskId);

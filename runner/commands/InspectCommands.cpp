@@ -5,6 +5,7 @@
 #include "TaskDatabase.h"
 #include "commands/Commands.h"
 #include "commands/EvaluationListing.h"
+#include "commands/JsonOutput.h"
 #include "commands/TaskListing.h"
 #include "search/DiscreteModule.h"
 #include "tasks/TaskWriter.h"
@@ -25,15 +26,31 @@ void OpenExistingDatabase(const std::string& path) {
 }
 
 EExitCode RunShow(const std::string& databasePath, std::optional<int> taskId, bool allEvaluations,
-                  FILE* out) {
+                  bool json, FILE* out) {
   CDatabaseSession session(databasePath);
-  if (taskId) {
+  const EEvaluationSelection listed =
+      allEvaluations ? EEvaluationSelection::All : EEvaluationSelection::Failed;
+  if (json && taskId) {
+    CJson document = JsonDocument("discrete-task");
+    document["task"] = *taskId;
+    bool solved = false;
+    CJson records = TaskRecordsJson(*taskId, solved);
+    document["solved"] = solved;
+    document["records"] = std::move(records);
+    document["evaluations"] = EvaluationsJson(EEvaluationSelection::All, taskId);
+    PrintJson(out, document);
+  } else if (json) {
+    CJson document = JsonDocument("discrete-tasks");
+    document["database"] = databasePath;
+    document["tasks"] = TaskListJson();
+    document["evaluations"] = EvaluationsJson(listed, std::nullopt);
+    PrintJson(out, document);
+  } else if (taskId) {
     PrintTaskRecords(out, *taskId);
     PrintEvaluations(out, EEvaluationSelection::All, taskId);
   } else {
     PrintTaskList(out);
-    PrintEvaluations(out, allEvaluations ? EEvaluationSelection::All : EEvaluationSelection::Failed,
-                     std::nullopt);
+    PrintEvaluations(out, listed, std::nullopt);
   }
   return EExitCode::Success;
 }
@@ -42,6 +59,10 @@ EExitCode RunTree(const std::string& databasePath, std::optional<int> taskId, ET
                   FILE* out) {
   CDatabaseSession session(databasePath);
   const std::vector<int> searchTasks = taskId ? std::vector<int>{*taskId} : SearchTasks();
+  if (format == ETreeFormat::Json) {
+    PrintSearchTreesJson(out, searchTasks);
+    return EExitCode::Success;
+  }
   if (searchTasks.empty()) fmt::print(out, "{} holds no search task\n", databasePath);
   for (int searchTask : searchTasks) PrintSearchTree(out, searchTask, format);
   return EExitCode::Success;

@@ -62,7 +62,62 @@ class CLinePrinter : public CFieldVisitor {
   }
 };
 
+// Collects the fields as JSON members.
+class CJsonCollector : public CFieldVisitor {
+ public:
+  CJson object = CJson::object();
+
+  void Field(const char* name, pvINT32& value) override { object[name] = long(value); }
+  void Field(const char* name, pvUINT32& value) override {
+    object[name] = CValueAccess::Get(value);
+  }
+  void Field(const char* name, pvFLOAT64& value) override { object[name] = JsonNumber(value); }
+  void Field(const char* name, std::string& value) override { object[name] = value; }
+  void Field(const char* name, std::vector<pvINT32>& value) override {
+    object[name] = Array(value);
+  }
+  void Field(const char* name, std::valarray<pvFLOAT64>& value) override {
+    object[name] = Array(value);
+  }
+  void Field(const char* name, std::vector<std::string>& value) override { object[name] = value; }
+  void Field(const char* name, std::vector<std::vector<pvINT32>>& value) override {
+    object[name] = Nested(value);
+  }
+  void Field(const char* name, std::vector<std::vector<pvFLOAT64>>& value) override {
+    object[name] = Nested(value);
+  }
+
+ private:
+  static CJson Item(const pvINT32& value) { return long(value); }
+  static CJson Item(const pvFLOAT64& value) { return JsonNumber(value); }
+
+  template <class TContainer>
+  static CJson Array(const TContainer& values) {
+    CJson array = CJson::array();
+    for (const auto& value : values) array.push_back(Item(value));
+    return array;
+  }
+  template <class TInner>
+  static CJson Nested(const std::vector<std::vector<TInner>>& lists) {
+    CJson array = CJson::array();
+    for (const auto& list : lists) array.push_back(Array(list));
+    return array;
+  }
+};
+
 }  // namespace
+
+CJson RecordJson(pvPersistent& record) {
+  CJsonCollector key;
+  record.VisitKey(key);
+  CJsonCollector data;
+  record.VisitData(data);
+  CJson object = CJson::object();
+  object["record"] = record.RecordName();
+  object["key"] = std::move(key.object);
+  object["fields"] = std::move(data.object);
+  return object;
+}
 
 void PrintRecord(FILE* out, pvPersistent& record) {
   CLinePrinter key;

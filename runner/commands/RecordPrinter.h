@@ -13,6 +13,14 @@
 
 #include <cstdio>
 
+#include "commands/JsonOutput.h"
+
 class pvPersistent;
 
 void PrintRecord(FILE* out, pvPersistent& record);
+
+// The record as JSON, every field under its own name:
+//   {"record": "CTask", "key": {"m_nTaskID": 5}, "fields": {"m_nModuleType": 0, ...}}
+// integers and texts as such, float64 as numbers (null when not finite),
+// lists and arrays as arrays.
+CJson RecordJson(pvPersistent& record);

@@ -6,6 +6,7 @@
 #include <unordered_map>
 
 #include "Records.h"
+#include "commands/JsonOutput.h"
 #include "search/SearchState.h"
 #include "tasks/RecordKinds.h"
 #include "tasks/TaskProblem.h"
@@ -16,11 +17,15 @@ namespace {
 struct CTreeNode {
   int taskId = 0;                // the node's task
   int depth = 0;                 // 0 for the search task
+  int parent = 0;                // the parent node's task; 0 for the search task
   bool isLastChild = true;       // last among its siblings
   std::vector<bool> openLevels;  // per ancestor level: a later sibling follows there
   std::string branch;            // "x3 >= 4"; "root" for the search task
   std::string result;            // "objective ... max con ..." or "not solved"
   std::string status;            // classification
+  bool solved = false;           // it has been solved; then:
+  double objective = 0.0;        // CResult m_dBestObj
+  double maxConstraint = 0.0;    // CResult m_dBestMaxCon
   bool isIncumbent = false;      // the search's result
   std::vector<int> children;     // child task ids
 };
@@ -73,11 +78,12 @@ std::vector<CTreeNode> ReadTree(int searchTaskId, const CSearchState& state) {
   struct CPending {                // a node still to be read
     int taskId;                    // its task
     int depth;                     // 0 for the search task
+    int parent;                    // its parent's task; 0 for the search task
     bool isLastChild;              // last among its siblings
     std::vector<bool> openLevels;  // as CTreeNode's
     std::string branch;            // the bound its branching moved
   };
-  std::vector<CPending> stack{{searchTaskId, 0, true, {}, "root"}};
+  std::vector<CPending> stack{{searchTaskId, 0, 0, true, {}, "root"}};
   while (!stack.empty()) {
     CPending pending = std::move(stack.back());
     stack.pop_back();
@@ -85,6 +91,10 @@ std::vector<CTreeNode> ReadTree(int searchTaskId, const CSearchState& state) {
     CTreeNode node;
     node.taskId = pending.taskId;
     node.depth = pending.depth;
+    node.parent = pending.parent;
+    node.solved = view.solved;
+    node.objective = view.result.m_dBestObj;
+    node.maxConstraint = view.result.m_dBestMaxCon;
     node.isLastChild = pending.isLastChild;
     node.openLevels = pending.openLevels;
     node.branch = pending.branch;
@@ -101,7 +111,8 @@ std::vector<CTreeNode> ReadTree(int searchTaskId, const CSearchState& state) {
     for (size_t c = children.size();
          c-- > 0;) {  // pushed last first, so that they are visited in order
       const CTaskView child(children[c]);
-      stack.push_back({int(children[c]), pending.depth + 1, c + 1 == children.size(), childLevels,
+      stack.push_back({int(children[c]), pending.depth + 1, pending.taskId,
+                       c + 1 == children.size(), childLevels,
                        Bound(view.variables, child.variables)});
     }
     nodes.push_back(std::move(node));
@@ -149,7 +160,42 @@ void PrintDot(FILE* out, int searchTaskId, const CSearchState& state,
   fmt::print(out, "}}\n");
 }
 
+CJson TreeJson(int searchTaskId) {
+  const CSearchState state = ReadSearchState(searchTaskId);
+  CJson tree = CJson::object();
+  tree["search_task"] = searchTaskId;
+  tree["finished"] = state.finished;
+  tree["result_task"] = state.resultTask > 0 ? CJson(state.resultTask) : CJson(nullptr);
+  tree["discrete_feasible"] = state.discreteFeasible;
+  tree["solved_subtasks"] = state.solvedSubtasks;
+  CJson nodes = CJson::array();
+  for (const CTreeNode& node : ReadTree(searchTaskId, state)) {
+    CJson item = CJson::object();
+    item["task"] = node.taskId;
+    item["parent"] = node.parent > 0 ? CJson(node.parent) : CJson(nullptr);
+    item["depth"] = node.depth;
+    item["branch"] = node.branch;
+    item["outcome"] = node.status;
+    item["solved"] = node.solved;
+    item["objective"] = node.solved ? JsonNumber(node.objective) : CJson(nullptr);
+    item["max_constraint"] = node.solved ? JsonNumber(node.maxConstraint) : CJson(nullptr);
+    item["incumbent"] = node.isIncumbent;
+    item["children"] = node.children;
+    nodes.push_back(std::move(item));
+  }
+  tree["nodes"] = std::move(nodes);
+  return tree;
+}
+
 }  // namespace
+
+void PrintSearchTreesJson(FILE* out, const std::vector<int>& searchTaskIds) {
+  CJson document = JsonDocument("discrete-tree");
+  CJson trees = CJson::array();
+  for (int searchTaskId : searchTaskIds) trees.push_back(TreeJson(searchTaskId));
+  document["searches"] = std::move(trees);
+  PrintJson(out, document);
+}
 
 std::vector<int> SearchTasks() {
   std::vector<int> tasks;

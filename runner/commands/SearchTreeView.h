@@ -18,15 +18,19 @@
 //   `-- task 3  Ts <= 0.75  ...  infeasible
 //
 // Dot: a Graphviz digraph, edges labelled with the bound, the incumbent
-// filled. Cost: one read of CTask, CDVar and CResult per node.
+// filled. JSON: one document `discrete-tree` for all the trees asked for
+// (docs/json-output.md). Cost: one read of CTask, CDVar and CResult per node.
 
 #include <cstdio>
 #include <vector>
 
-enum class ETreeFormat { Text, Dot };
+enum class ETreeFormat { Text, Dot, Json };
 
 // The search tasks of the open database (CTask m_nTaskKind ETaskKind::Search), in id order.
 std::vector<int> SearchTasks();
 
 // Throws CTaskDataError (TaskProblem.h) when the task is not in the database.
 void PrintSearchTree(FILE* out, int searchTaskId, ETreeFormat format);
+
+// The trees of the search tasks as one JSON document; throws as PrintSearchTree.
+void PrintSearchTreesJson(FILE* out, const std::vector<int>& searchTaskIds);

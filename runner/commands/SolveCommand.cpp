@@ -23,6 +23,7 @@
 #include "search/Search.h"
 #include "search/SearchLog.h"
 #include "search/SearchState.h"
+#include "tasks/RecordViews.h"
 #include "tasks/SearchTable.h"
 #include "tasks/TaskProblem.h"
 #include "tasks/TaskWriter.h"
@@ -227,6 +228,7 @@ EExitCode RunSearch(const CSolveOptions& options, CSearchRequest request, CSessi
     row.problemText = request.problemText;
     row.settings = request.settingsJson;
     WriteSearchStarted(row);
+    CreateRecordViews();  // plain-SQL views of the records, for sqlite3 (RecordViews.h)
     if (request.resumes != 0) WriteSearchResumed(request.resumes, id);
     step.UnLock();
     return id;

@@ -14,7 +14,14 @@
 
 #include <cstdio>
 
-void PrintTaskList(FILE* out);
+#include "commands/JsonOutput.h"
 
-// Throws CTaskDataError (TaskProblem.h) when the database has no such task.
+void PrintTaskList(FILE* out);
+// The same as JSON: one object per task (docs/json-output.md, `discrete-tasks`).
+CJson TaskListJson();
+
+// Throw CTaskDataError (TaskProblem.h) when the database has no such task.
 void PrintTaskRecords(FILE* out, int taskId);
+// The records as JSON objects (RecordJson); `solved` tells whether the task
+// has been solved.
+CJson TaskRecordsJson(int taskId, bool& solved);
