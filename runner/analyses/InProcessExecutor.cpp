@@ -14,7 +14,8 @@ namespace {
 // analysis' reads).
 std::vector<std::pair<std::string, double>> InputsOf(const std::string& text) {
   std::vector<std::pair<std::string, double>> inputs;
-  for (const auto& [name, value] : nlohmann::ordered_json::parse(text).items())
+  const nlohmann::ordered_json json = nlohmann::ordered_json::parse(text);
+  for (const auto& [name, value] : json.items())
     inputs.emplace_back(name, value.get<double>());
   return inputs;
 }
