@@ -15,8 +15,7 @@ namespace {
 std::vector<std::pair<std::string, double>> InputsOf(const std::string& text) {
   std::vector<std::pair<std::string, double>> inputs;
   const nlohmann::ordered_json json = nlohmann::ordered_json::parse(text);
-  for (const auto& [name, value] : json.items())
-    inputs.emplace_back(name, value.get<double>());
+  for (const auto& [name, value] : json.items()) inputs.emplace_back(name, value.get<double>());
   return inputs;
 }
 
