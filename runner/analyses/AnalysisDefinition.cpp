@@ -61,11 +61,15 @@ const char* KeepName(EKeepFolders keep) {
 }
 
 std::string AnalysisToJson(const CAnalysisDefinition& analysis) {
-  const nlohmann::json json = {
-      {"command", analysis.command},        {"reads", analysis.reads},
-      {"writes", analysis.writes},          {"time_limit", analysis.timeLimit},
-      {"retries", analysis.retries},        {"keep", KeepName(analysis.keep)},
-      {"work_folder", analysis.workFolder}, {"slurm", SlurmToJson(analysis.slurm)}};
+  const nlohmann::json json = {{"command", analysis.command},
+                               {"in_process", analysis.inProcess},
+                               {"reads", analysis.reads},
+                               {"writes", analysis.writes},
+                               {"time_limit", analysis.timeLimit},
+                               {"retries", analysis.retries},
+                               {"keep", KeepName(analysis.keep)},
+                               {"work_folder", analysis.workFolder},
+                               {"slurm", SlurmToJson(analysis.slurm)}};
   return json.dump();
 }
 
@@ -83,6 +87,8 @@ CAnalysisDefinition AnalysisFromJson(const std::string& name, const std::string&
   try {
     const nlohmann::json json = nlohmann::json::parse(text);
     analysis.command = json.at("command").get<std::vector<std::string>>();
+    // Databases written before analyses could be functions have no such key.
+    analysis.inProcess = json.value("in_process", false);
     analysis.reads = json.at("reads").get<std::vector<std::string>>();
     analysis.writes = json.at("writes").get<std::vector<std::string>>();
     analysis.timeLimit = json.at("time_limit").get<double>();
@@ -97,8 +103,9 @@ CAnalysisDefinition AnalysisFromJson(const std::string& name, const std::string&
   } catch (const nlohmann::json::exception& error) {
     throw std::invalid_argument(fmt::format("analysis '{}': {}", name, error.what()));
   }
-  if (analysis.command.empty() || analysis.writes.empty())
-    throw std::invalid_argument(fmt::format("analysis '{}': no command or no responses", name));
+  if (analysis.command.empty() == !analysis.inProcess || analysis.writes.empty())
+    throw std::invalid_argument(
+        fmt::format("analysis '{}': neither a command nor a function, or no responses", name));
   return analysis;
 }
 

@@ -17,10 +17,13 @@ enum class EKeepFolders { Failed, All, None };
 struct CAnalysisDefinition {
   std::string name;                  // unique among analyses; names its folder
   std::vector<std::string> command;  // program (an absolute path once read) and its arguments
-  std::vector<std::string> reads;    // variables it receives, in the problem's order
-  std::vector<std::string> writes;   // responses it returns; at least one
-  double timeLimit = 0.0;            // seconds per evaluation; 0 for none
-  int retries = 0;                   // further tries after a failed evaluation
+  // Computed by a function of the program that embeds the runner (the Python
+  // package, InProcessExecutor.h) instead of a command, which is then empty.
+  bool inProcess = false;
+  std::vector<std::string> reads;   // variables it receives, in the problem's order
+  std::vector<std::string> writes;  // responses it returns; at least one
+  double timeLimit = 0.0;           // seconds per evaluation; 0 for none
+  int retries = 0;                  // further tries after a failed evaluation
   EKeepFolders keep = EKeepFolders::Failed;
   std::string workFolder;  // absolute; evaluations go to <workFolder>/<name>/<id>/
   int line = 0;            // line of the problem file that declares it

@@ -82,11 +82,21 @@ CAnalysisEvaluator::CAnalysisEvaluator(std::vector<CAnalysisDefinition> analyses
       m_variableCount(variableNames.size()),
       m_settings(std::move(settings)),
       m_executor(MakeExecutor(m_settings.executor)) {
+  bool hasFunctions = false;
   std::vector<std::string> readable = variableNames;
   readable.insert(readable.end(), m_settings.quantityNames.begin(), m_settings.quantityNames.end());
   for (const CAnalysisDefinition& analysis : m_analyses) {
     if (analysis.workFolder.empty())
       throw std::invalid_argument(fmt::format("analysis '{}' has no work folder", analysis.name));
+    if (analysis.inProcess) {
+      hasFunctions = true;
+      if (m_settings.functions == nullptr || m_settings.functions->count(analysis.name) == 0) {
+        throw std::invalid_argument(fmt::format(
+            "analysis '{}' is a function (in_process), and none was given for it; only the "
+            "program that defined it (the Python package) can evaluate it",
+            analysis.name));
+      }
+    }
     std::vector<size_t> indices;
     for (const std::string& name : analysis.reads) {
       const auto found = std::find(readable.begin(), readable.end(), name);
@@ -99,6 +109,8 @@ CAnalysisEvaluator::CAnalysisEvaluator(std::vector<CAnalysisDefinition> analyses
     m_readIndices.push_back(std::move(indices));
     m_inputNames.insert(m_inputNames.end(), analysis.writes.begin(), analysis.writes.end());
   }
+  if (hasFunctions)
+    m_executor = std::make_unique<CInProcessExecutor>(*m_settings.functions, std::move(m_executor));
 }
 
 std::vector<double> CAnalysisEvaluator::ReadableOf(const double* design) const {
@@ -206,6 +218,7 @@ CTryRequest CAnalysisEvaluator::StartTry(const CPending& item, CEvaluationOutcom
   request.id =
       ClaimFolder(analysis.workFolder + "/" + analysis.name, request.folder, failure.reason);
   if (!request.id.empty()) failure.reason = WriteInputFile(request.folder, item.evaluation.inputs);
+  request.inputs = item.evaluation.inputs;
   return request;
 }
 

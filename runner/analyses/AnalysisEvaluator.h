@@ -46,6 +46,7 @@
 #include "analyses/AnalysisDefinition.h"
 #include "analyses/EvaluationStore.h"
 #include "analyses/Executor.h"
+#include "analyses/InProcessExecutor.h"
 
 struct CEvaluatorSettings {
   int jobs = 1;                           // evaluations run at the same time by Prepare
@@ -58,13 +59,17 @@ struct CEvaluatorSettings {
   // design: (design, values), one value per name. May both be empty.
   std::vector<std::string> quantityNames;
   std::function<void(const double* design, double* values)> quantitiesOf;
+  // The functions of the analyses that are functions (InProcessExecutor.h);
+  // not owned; may be null when there are none.
+  const CInProcessAnalyses* functions = nullptr;
 };
 
 class CAnalysisEvaluator {
  public:
   // Throws std::invalid_argument unless every name in an analysis' `reads`
   // is one of `variableNames` or of the settings' quantityNames, and every
-  // analysis has a work folder; CSlurmError when the executor needs Slurm's
+  // analysis has a work folder and every analysis that is a function has one
+  // in the settings; CSlurmError when the executor needs Slurm's
   // commands and they are not there.
   CAnalysisEvaluator(std::vector<CAnalysisDefinition> analyses,
                      const std::vector<std::string>& variableNames, CEvaluatorSettings settings);

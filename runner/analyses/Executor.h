@@ -20,6 +20,7 @@ struct CTryRequest {
   const CAnalysisDefinition* analysis = nullptr;  // not owned
   std::string id;                                 // the evaluation id: its folder's name
   std::string folder;                             // absolute
+  std::string inputs;                             // input.json's text, as the folder holds it
 };
 
 using FTryEnded = std::function<void(size_t index, CEvaluationOutcome outcome)>;

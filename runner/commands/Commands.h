@@ -18,6 +18,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "analyses/InProcessExecutor.h"
 #include "analyses/SlurmSettings.h"
 #include "commands/ExitCodes.h"
 #include "commands/SearchTreeView.h"
@@ -45,6 +46,10 @@ struct CSolveOptions {
   std::optional<EExecutor> executor;  // overrides the file's [slurm] mode (ExecutorChoice.h)
   bool quiet = false;                 // no progress line and no notes; the report only
   double lockTimeout = 30.0;          // seconds to wait for another process's lock on the database
+  // The functions of the problem's analyses with in_process = true, given by
+  // the program that embeds the commands (the Python package); a problem
+  // with such an analysis and no function for it is refused (CUsageError).
+  CInProcessAnalyses functions;
 };
 
 EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages);

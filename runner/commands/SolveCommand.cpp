@@ -203,6 +203,14 @@ void ChooseWhereAnalysesRun(const CSolveOptions& options, std::optional<EExecuto
   request.jobs = options.jobs > 0
                      ? options.jobs
                      : DefaultJobs(request.executor, request.problem.analyses, environment);
+  for (const CAnalysisDefinition& analysis : request.problem.analyses) {
+    if (analysis.inProcess && options.functions.count(analysis.name) == 0) {
+      throw CUsageError(fmt::format(
+          "analysis '{}' is a function of the program that defined the problem (in_process = "
+          "true); solve or resume it from there (Python: discrete.solve, discrete.resume)",
+          analysis.name));
+    }
+  }
 }
 
 // "slurm-jobs, up to 8 at a time"
@@ -258,12 +266,14 @@ EExitCode RunSearch(const CSolveOptions& options, CSearchRequest request, CSessi
   observers.Add(searchLog);
   CProgressLine progress(stderr);
   if (!options.quiet && isatty(fileno(stderr))) observers.Add(progress);
-  const FSolveTask solveTask = [jobs = request.jobs, executor = request.executor](
+  const FSolveTask solveTask = [jobs = request.jobs, executor = request.executor,
+                                functions = &options.functions](
                                    int taskId, std::chrono::steady_clock::time_point deadline) {
     CTaskSolveSettings settings;
     settings.deadline = deadline;
     settings.jobs = jobs;
     settings.executor = executor;
+    settings.functions = functions;
     return SolveTask(taskId, settings);
   };
   CBranchAndBoundSearch search(LoadedModule(), solveTask, observers, problem.limits,

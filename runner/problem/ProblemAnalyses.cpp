@@ -15,6 +15,13 @@ constexpr long long kMostRetries = 1000;
 
 void ReadCommand(CTableReader& reader, const std::string& baseFolder,
                  CAnalysisDefinition& analysis) {
+  if (const auto inProcess = reader.Boolean("in_process", ERequired::No); inProcess && *inProcess) {
+    analysis.inProcess = true;
+    if (reader.Node("command"))
+      reader.Report("command",
+                    "an analysis with in_process = true is a function and has no command");
+    return;
+  }
   const auto command = reader.TextList("command", ERequired::No);
   if (!reader.Node("command")) return reader.Report("command", "missing; a command is required");
   if (!command) return;

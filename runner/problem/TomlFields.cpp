@@ -104,6 +104,16 @@ std::optional<double> CTableReader::Number(const std::string& key, ERequired req
   return value;
 }
 
+std::optional<bool> CTableReader::Boolean(const std::string& key, ERequired required) {
+  const toml::node* node = Find(key, required, "true or false");
+  if (node == nullptr) return std::nullopt;
+  if (!node->is_boolean()) {
+    Report(key, fmt::format("{} is not true or false", Describe(*node)));
+    return std::nullopt;
+  }
+  return node->value<bool>();
+}
+
 std::optional<long long> CTableReader::Integer(const std::string& key, ERequired required) {
   const toml::node* node = Find(key, required, "a whole number");
   if (node == nullptr) return std::nullopt;

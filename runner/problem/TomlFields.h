@@ -36,6 +36,8 @@ class CTableReader {
   std::optional<double> Number(const std::string& key, ERequired required);
   // A whole number (TOML integer).
   std::optional<long long> Integer(const std::string& key, ERequired required);
+  // true or false.
+  std::optional<bool> Boolean(const std::string& key, ERequired required);
   // A list of texts (an empty list included).
   std::optional<std::vector<std::string>> TextList(const std::string& key, ERequired required);
   // A sub-table.

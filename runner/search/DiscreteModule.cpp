@@ -28,6 +28,20 @@ std::string ExecutableFolder() {
   return text.substr(0, text.find_last_of('/'));
 }
 
+// The folder of the shared library that holds this code when it is not the
+// program itself (the Python extension module, which ships the module beside
+// it); "" otherwise.
+std::string LoaderLibraryFolder() {
+  Dl_info info{};
+  if (dladdr(reinterpret_cast<void*>(&ExecutableFolder), &info) == 0 || info.dli_fname == nullptr)
+    return "";
+  char resolved[PATH_MAX] = {};
+  if (realpath(info.dli_fname, resolved) == nullptr) return "";
+  std::string text(resolved);
+  text = text.substr(0, text.find_last_of('/'));
+  return text == ExecutableFolder() ? "" : text;
+}
+
 // The folders the dynamic linker searches for the program's own libraries
 // (LD_LIBRARY_PATH, the program's run path, the system's folders), in its
 // order. Asked of the linker rather than left to dlopen's own search, because
@@ -93,8 +107,10 @@ CDiscreteModule CDiscreteModule::Load() {
                            " from DISCRETE_MODULE=" + fromEnvironment + ": " + failure);
   }
   std::vector<std::string> folders = LibrarySearchFolders();
-  const std::string programFolder = ExecutableFolder();
-  if (!programFolder.empty()) folders.insert(folders.begin(), programFolder);
+  std::vector<std::string> first;
+  for (const std::string& folder : {ExecutableFolder(), LoaderLibraryFolder()})
+    if (!folder.empty()) first.push_back(folder);
+  folders.insert(folders.begin(), first.begin(), first.end());
   std::string otherFailures;
   for (const std::string& folder : folders) {
     const std::string candidate = folder + "/" + kLibraryName;

@@ -10,7 +10,9 @@
 // Where the library is looked for, in this order:
 //   1. the file named by the environment variable DISCRETE_MODULE (when set,
 //      nothing else is tried);
-//   2. libDiscrete.so next to the running executable;
+//   2. libDiscrete.so next to the running executable, then next to the shared
+//      library that holds this loader when that is not the executable (the
+//      Python package's extension module, docs/python.md);
 //   3. libDiscrete.so in each folder the dynamic linker searches for the
 //      program's libraries: LD_LIBRARY_PATH, the program's run path (which in
 //      a build tree names the module's build folder), the system's folders.

@@ -333,6 +333,7 @@ CTaskSolution SolveTask(int taskId, const CTaskSolveSettings& settings) {
       }
       evaluatorSettings.jobs = settings.jobs;
       evaluatorSettings.executor = settings.executor;
+      evaluatorSettings.functions = settings.functions;
       evaluatorSettings.report = LogAnalysisFailure;
       evaluatorSettings.store = &evaluations;
       model.analyses = std::make_unique<CAnalysisEvaluator>(task.analyses, task.variableNames,

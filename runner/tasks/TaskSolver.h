@@ -54,6 +54,7 @@
 
 #include <chrono>
 
+#include "analyses/InProcessExecutor.h"
 #include "analyses/SlurmSettings.h"
 #include "solver/Design.h"
 #include "solver/SolveStatus.h"
@@ -77,6 +78,9 @@ struct CTaskSolveSettings {
   int jobs = 1;
   // Where they run (SlurmSettings.h).
   EExecutor executor = EExecutor::Local;
+  // The functions of analyses that are functions (InProcessExecutor.h); not
+  // owned; may be null when the task has none.
+  const CInProcessAnalyses* functions = nullptr;
 };
 
 CTaskSolution SolveTask(int taskId, const CTaskSolveSettings& settings = {});
