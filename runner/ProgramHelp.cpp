@@ -16,7 +16,33 @@ std::string ExitStatusTable() {
   return table;
 }
 
+class CHelpFormatter : public CLI::Formatter {
+ public:
+  std::string make_expanded(const CLI::App* command) const override {
+    std::string usage = command->get_parent()->get_name() + " " + command->get_name();
+    std::vector<const CLI::Option*> positionals, options;
+    for (const CLI::Option* option : command->get_options()) {
+      if (option == command->get_help_ptr() || option == command->get_help_all_ptr()) continue;
+      (option->nonpositional() ? options : positionals).push_back(option);
+    }
+    if (!options.empty()) usage += " [OPTIONS]";
+    for (const CLI::Option* positional : positionals) usage += " " + positional->get_name(true);
+    // The blank lines end help2man's paragraphs: the description, each
+    // positional argument, the options.
+    std::string text = fmt::format("\n{}:\n  {}\n\n", usage, command->get_description());
+    for (const CLI::Option* option : positionals) text += make_option(option, true) + "\n";
+    for (const CLI::Option* option : options) text += make_option(option, false);
+    return text;
+  }
+};
+
 }  // namespace
+
+std::shared_ptr<CLI::Formatter> HelpFormatter() {
+  auto formatter = std::make_shared<CHelpFormatter>();
+  formatter->label("SUBCOMMAND", "COMMAND");
+  return formatter;
+}
 
 void AddHelpFooter(CLI::App& command, const std::vector<CHelpExample>& examples) {
   std::string footer = "Examples:\n";

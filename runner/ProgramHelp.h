@@ -7,8 +7,17 @@
 // command is answered with.
 
 #include <CLI/CLI.hpp>
+#include <memory>
 #include <string>
 #include <vector>
+
+// The program's help formatter: as CLI11's, but --help-all gives each
+// command as a block that help2man makes a subsection of the man page:
+//
+//   discrete tree [OPTIONS] database:
+//     print the search tree stored in a database
+//     --format TEXT:{text,dot}  text or dot
+std::shared_ptr<CLI::Formatter> HelpFormatter();
 
 // One example of a --help: the command line, and what it does.
 struct CHelpExample {

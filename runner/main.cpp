@@ -136,6 +136,8 @@ int main(int argc, char** argv) {
   CLI::App app{"discrete: mixed-discrete design optimisation by branch and bound", "discrete"};
   app.require_subcommand(0, 1);  // none: the short usage, or the version
   app.failure_message(FailureMessage);
+  app.formatter(HelpFormatter());
+  app.group("Commands");  // the group the commands inherit, the heading of their list
   app.set_help_all_flag("--help-all", "print the help of the program and of every command");
   bool versionAsked = false;
   app.add_flag("--version,-V", versionAsked, "print what `discrete version` prints, and exit");
