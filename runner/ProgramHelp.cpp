@@ -48,7 +48,9 @@ void AddHelpFooter(CLI::App& command, const std::vector<CHelpExample>& examples)
   std::string footer = "Examples:\n";
   for (const CHelpExample& example : examples)
     footer += fmt::format("  {}\n      {}\n", example.commandLine, example.what);
-  command.footer(footer + "\n" + ExitStatusTable());
+  footer += "\n" + ExitStatusTable();
+  footer.pop_back();  // CLI11 ends the help with a line break of its own
+  command.footer(footer);
 }
 
 std::vector<std::string> CommandNames(const CLI::App& program) {
