@@ -5,13 +5,17 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
 #include <functional>
 #include <limits>
+#include <string_view>
 #include <vector>
 
+#include "BashCompletion.h"
+#include "ProgramHelp.h"
 #include "TaskDatabase.h"
 #include "analyses/SlurmClient.h"
 #include "commands/Commands.h"
@@ -30,7 +34,12 @@ int Guarded(const std::function<EExitCode()>& command) {
   try {
     return static_cast<int>(command());
   } catch (const CProblemFileError& error) {
-    fmt::print(stderr, "{}\n", error.what());
+    // One line per mistake, each with the program's prefix.
+    for (std::string_view rest = error.what(); !rest.empty();) {
+      const size_t end = std::min(rest.find('\n'), rest.size());
+      fmt::print(stderr, "discrete: {}\n", rest.substr(0, end));
+      rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
     return static_cast<int>(EExitCode::ProblemFileError);
   } catch (const CDatabaseError& error) {
     fmt::print(stderr, "discrete: database error: {}\n", error.what());
@@ -99,25 +108,44 @@ void AddExecutorOption(CLI::App& command, std::optional<EExecutor>& executor) {
                              ExecutorName(EExecutor::SlurmJobs)}));
 }
 
-// The first argument names a command, unless it is an option. An unknown one
-// would otherwise be reported as a missing command.
+// The first argument that is no option names a command (the program's own
+// options take no value). An unknown one would otherwise be reported as a
+// missing command, or as an argument not expected.
 bool RefusesUnknownCommand(CLI::App& app, int argc, char** argv) {
-  if (argc < 2 || argv[1][0] == '-') return false;
-  std::vector<std::string> commands;
+  const char* name = FirstCommandArgument(argc, argv);
+  if (name == nullptr) return false;
   for (const CLI::App* command : app.get_subcommands({})) {
-    if (command->get_name() == argv[1]) return false;
-    commands.push_back(command->get_name());
+    if (command->get_name() == name) return false;
   }
-  fmt::print(stderr, "discrete: unknown command '{}'; the commands are {}\n", Excerpt(argv[1]),
-             fmt::join(commands, ", "));
+  fmt::print(stderr, "discrete: unknown command '{}'; the commands are {}\n", Excerpt(name),
+             fmt::join(CommandNames(app), ", "));
   return true;
+}
+
+// CLI11's own errors (a missing argument, a value out of range), with the
+// program's prefix and where to read more.
+std::string FailureMessage(const CLI::App* app, const CLI::Error& error) {
+  std::string command = "discrete";
+  for (const CLI::App* parsed : app->get_subcommands()) command += " " + parsed->get_name();
+  return fmt::format("discrete: {}\nRun '{} --help' for more information.\n", error.what(),
+                     command);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app{"discrete: mixed-discrete design optimisation by branch and bound"};
-  app.require_subcommand(1);
+  CLI::App app{"discrete: mixed-discrete design optimisation by branch and bound", "discrete"};
+  app.require_subcommand(0, 1);  // none: the short usage, or the version
+  app.failure_message(FailureMessage);
+  app.formatter(HelpFormatter());
+  app.group("Commands");  // the group the commands inherit, the heading of their list
+  app.set_help_all_flag("--help-all", "print the help of the program and of every command");
+  bool versionAsked = false;
+  app.add_flag("--version,-V", versionAsked, "print what `discrete version` prints, and exit");
+  AddHelpFooter(app, {{"discrete solve examples/gear_train.toml",
+                       "solve a problem; writes gear_train.db and gear_train.log"},
+                      {"discrete show gear_train.db", "list the tasks of that database"},
+                      {"discrete solve --help", "the options of one command"}});
 
   CSolveOptions solve;
   std::optional<int> maxNodes;
@@ -125,6 +153,11 @@ int main(int argc, char** argv) {
   std::optional<std::string> optimizer;
   CLI::App* solveCommand =
       app.add_subcommand("solve", "solve a problem file; writes a task database");
+  AddHelpFooter(*solveCommand,
+                {{"discrete solve gear_train.toml", "solve; writes gear_train.db and .log"},
+                 {"discrete solve p.toml --db p.db --max-nodes 200 --optimizer cobyla",
+                  "into p.db, at most 200 subtasks, with COBYLA"},
+                 {"generate-problem | discrete solve -", "read the problem from standard input"}});
   solveCommand->add_option("problem", solve.problemFile, "problem file (TOML)")->required();
   solveCommand->add_option("--db", solve.databasePath,
                            "task database (default: <name>.db, never overwritten)");
@@ -170,6 +203,10 @@ int main(int argc, char** argv) {
   std::optional<int> resumeTask;
   CLI::App* resumeCommand = app.add_subcommand(
       "resume", "go on with a search that stopped before its end (Ctrl-C, a kill, a limit)");
+  AddHelpFooter(*resumeCommand,
+                {{"discrete resume truss.db", "go on with the last search that stopped"},
+                 {"discrete resume truss.db --task 31 --time-limit 600",
+                  "go on with search task 31 for at most 10 minutes"}});
   resumeCommand->add_option("database", resume.databasePath, "task database")->required();
   resumeCommand->add_option("--task", resumeTask,
                             "the search task to resume (default: the last one that stopped)");
@@ -192,6 +229,9 @@ int main(int argc, char** argv) {
   std::optional<int> taskId;
   CLI::App* showCommand =
       app.add_subcommand("show", "list the tasks of a database, or one task's records");
+  AddHelpFooter(*showCommand, {{"discrete show gear.db", "the tasks and the failed evaluations"},
+                               {"discrete show gear.db 4", "every record of task 4"},
+                               {"discrete show gear.db 4 --format json", "the same as JSON"}});
   showCommand->add_option("database", database, "task database")->required();
   showCommand->add_option("task", taskId, "task id: print all its records");
   bool allEvaluations = false;
@@ -203,6 +243,10 @@ int main(int argc, char** argv) {
 
   std::string format = "text";
   CLI::App* treeCommand = app.add_subcommand("tree", "print the search tree stored in a database");
+  AddHelpFooter(*treeCommand,
+                {{"discrete tree gear.db", "every search tree of the database, as text"},
+                 {"discrete tree gear.db --format dot | dot -Tsvg > tree.svg", "a picture"},
+                 {"discrete tree gear.db --format json", "every node as JSON"}});
   treeCommand->add_option("database", database, "task database")->required();
   treeCommand->add_option("--task", taskId, "search task (default: every search task)");
   treeCommand->add_option("--format", format, "text, dot or json")
@@ -210,13 +254,27 @@ int main(int argc, char** argv) {
 
   CLI::App* versionCommand =
       app.add_subcommand("version", "print the program's and the module's versions");
+  AddHelpFooter(*versionCommand, {{"discrete version", "discrete 1.0.0, then the module's"}});
   CLI::App* optimizersCommand = app.add_subcommand(
       "optimizers", "list the continuous optimisers: name, then what it is, one per line");
+  AddHelpFooter(*optimizersCommand, {{"discrete optimizers", "slsqp, cobyla, ..."}});
+
+  // Hidden (no group): the build installs its output, docs/cli.md tells of it.
+  CLI::App* completionCommand =
+      app.add_subcommand("completion", "print the shell completion script")->group("");
+  std::string shell;
+  completionCommand->add_option("shell", shell, "the shell")
+      ->required()
+      ->check(CLI::IsMember({"bash"}));
 
   CExportOptions exportOptions;
   std::string exportFormat = "json";
   CLI::App* exportCommand = app.add_subcommand(
       "export", "write the tasks, results, designs and evaluations of a database as CSV or JSON");
+  AddHelpFooter(*exportCommand,
+                {{"discrete export gear.db > gear.json", "every table as one JSON document"},
+                 {"discrete export gear.db --format csv -o gear-tables", "one CSV file per table"},
+                 {"discrete export gear.db --format csv --table results", "one table to stdout"}});
   exportCommand->add_option("database", exportOptions.databasePath, "task database")->required();
   exportCommand->add_option("--format", exportFormat, "csv or json (default json)")
       ->check(CLI::IsMember({"csv", "json"}));
@@ -260,11 +318,16 @@ int main(int argc, char** argv) {
     exportOptions.format = exportFormat == "csv" ? EExportFormat::Csv : EExportFormat::Json;
     return Guarded([&] { return RunExport(exportOptions, stdout); });
   }
-  if (versionCommand->parsed()) return Guarded([&] { return RunVersion(stdout); });
+  if (versionCommand->parsed() || versionAsked) return Guarded([&] { return RunVersion(stdout); });
   if (optimizersCommand->parsed()) {
     for (const CAlgorithm& algorithm : Algorithms())
       fmt::print("{:<8} {}\n", algorithm.name, algorithm.description);
     return 0;
   }
+  if (completionCommand->parsed()) {
+    fmt::print("{}", BashCompletionScript(app));
+    return 0;
+  }
+  fmt::print(stderr, "{}", ShortUsage(app));
   return static_cast<int>(EExitCode::UsageError);
 }

@@ -3,10 +3,8 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "LogFile.h"
 #include "Records.h"
@@ -88,13 +86,6 @@ CSolveOptions StoredOptions(const std::string& text) {
       throw std::runtime_error(fmt::format("the stored executor '{}' is unknown", name));
   }
   return stored;
-}
-
-std::string ReadWholeFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
 }
 
 // The search a `resume` takes up: the one asked for, or the last one that
@@ -314,8 +305,10 @@ EExitCode RunSearch(const CSolveOptions& options, CSearchRequest request, CSessi
 
 EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages) {
   CSearchRequest request;
-  request.problem = ReadProblemFile(options.problemFile);
-  request.problemText = ReadWholeFile(options.problemFile);
+  // Read once: table `searches` keeps the very text that was solved.
+  CProblemText problemText = ReadProblemText(options.problemFile);
+  request.problem = ParseProblem(problemText.text, problemText.name);
+  request.problemText = std::move(problemText.text);
   request.settingsJson = SettingsJson(options);
   CProblem& problem = request.problem;
   ApplyOverrides(options, problem);

@@ -278,12 +278,19 @@ CProblem ParseProblem(std::string_view text, const std::string& fileName) {
   return problem;
 }
 
-CProblem ReadProblemFile(const std::string& path) {
-  std::string text;
+CProblemText ReadProblemText(const std::string& path) {
+  const bool standardInput = path == kStandardInputPath;
+  CProblemText problem{"", standardInput ? kStandardInputName : path};
   try {
-    text = ReadRegularFile(path, kLargestProblemFile, "a problem file");
+    problem.text = standardInput ? ReadStandardInput(kLargestProblemFile, "a problem file")
+                                 : ReadRegularFile(path, kLargestProblemFile, "a problem file");
   } catch (const std::runtime_error& error) {
-    throw CProblemFileError(path, {{0, "", error.what()}});
+    throw CProblemFileError(problem.name, {{0, "", error.what()}});
   }
-  return ParseProblem(text, path);
+  return problem;
+}
+
+CProblem ReadProblemFile(const std::string& path) {
+  const CProblemText problem = ReadProblemText(path);
+  return ParseProblem(problem.text, problem.name);
 }

@@ -31,8 +31,23 @@ class CProblemFileError : public std::runtime_error {
   std::vector<CProblemIssue> m_issues;  // in order of lines
 };
 
-// Reads and checks the file. Throws CProblemFileError when it cannot be read
-// or has mistakes.
+// The text of a problem file, read once, and the name messages give it.
+struct CProblemText {
+  std::string text;
+  std::string name;  // the path as given, or kStandardInputName
+};
+
+// The path that names standard input, and the name its messages give it.
+inline constexpr const char* kStandardInputPath = "-";
+inline constexpr const char* kStandardInputName = "<stdin>";
+
+// Reads the file at `path` (kStandardInputPath: standard input) with the
+// checks of RegularFile.h and the size limit of problem files. Throws
+// CProblemFileError when it cannot be read.
+CProblemText ReadProblemText(const std::string& path);
+
+// Reads and checks the file (ReadProblemText, then ParseProblem). Throws
+// CProblemFileError when it cannot be read or has mistakes.
 CProblem ReadProblemFile(const std::string& path);
 
 // Reads and checks a problem given as text; `fileName` names it in messages

@@ -14,11 +14,14 @@
 #include "ProgramRun.h"
 #include "Records.h"
 #include "TaskDatabaseFixture.h"
+#include "commands/ExitCodes.h"
+#include "tasks/SearchTable.h"
 #include "tasks/TaskResult.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Matcher;
 using ::testing::Not;
@@ -107,26 +110,38 @@ variables.x1 = { kind = "integer", lower = 70, upper = 60 }
     int exitCode;                         // expected
     Matcher<const std::string&> printed;  // stdout, then stderr
   } cases[] = {
-      {"solve", "", 2, StartsWith("problem is required\n")},
+      {"solve", "", 2,
+       StrEq("discrete: problem is required\nRun 'discrete solve --help' for more information.\n")},
+      {"", "", 2,
+       StartsWith("usage: discrete COMMAND [OPTIONS] [ARGUMENTS]\n\nCommands:\n  solve ")},
       {"frobnicate", "", 2,
        StrEq("discrete: unknown command 'frobnicate'; the commands are solve, resume, show, tree, "
              "version, optimizers, export\n")},
+      {"-V frobnicate small.toml", "", 2, StartsWith("discrete: unknown command 'frobnicate'; ")},
+      {"--frobnicate", "", 2,
+       StartsWith("discrete: The following argument was not expected: --frobnicate\n")},
       {"solve small.toml --max-nodes -3", "", 2,
-       StartsWith("--max-nodes: '-3' is not a whole number from 0 to 2147483647\n")},
+       StartsWith("discrete: --max-nodes: '-3' is not a whole number from 0 to 2147483647\n")},
       {"solve small.toml --time-limit nan", "", 2,
-       StartsWith("--time-limit: 'nan' is not a finite number >= 0\n")},
+       StartsWith("discrete: --time-limit: 'nan' is not a finite number >= 0\n")},
       {"solve small.toml --time-limit -1e308", "", 2,
-       StartsWith("--time-limit: '-1e308' is not a finite number >= 0\n")},
+       StartsWith("discrete: --time-limit: '-1e308' is not a finite number >= 0\n")},
       {"solve /dev/zero", "", 3,
-       StrEq("/dev/zero: is a character device, not a problem file (a regular file)\n")},
-      {"solve small.toml --optimizer newton", "", 2, StartsWith("--optimizer: newton not in")},
-      {"solve small.toml --executor nope", "", 2, StartsWith("--executor: nope not in")},
+       StrEq("discrete: /dev/zero: is a character device, not a problem file (a regular file)\n")},
+      {"solve - < /dev/zero", "", 3,
+       StrEq("discrete: <stdin>: the file is larger than 16 MiB, the most a problem file may "
+             "hold\n")},
+      {"solve small.toml --optimizer newton", "", 2,
+       StartsWith("discrete: --optimizer: newton not in")},
+      {"solve small.toml --executor nope", "", 2, StartsWith("discrete: --executor: nope not in")},
       {"solve small.toml --executor slurm-steps", "env -u SLURM_JOB_ID", 2,
        StrEq("discrete: the executor slurm-steps runs analyses as job steps of an allocation, and "
              "none is set (SLURM_JOB_ID); run discrete inside salloc or an sbatch script, or use "
              "--executor slurm-jobs\n")},
       {"solve gear.toml", "", 3,
-       StrEq("gear.toml:3: variables.x1.lower: 70 is above upper bound 60\n")},
+       StrEq("discrete: gear.toml:3: variables.x1.lower: 70 is above upper bound 60\n")},
+      {"solve - < gear.toml", "", 3,
+       StrEq("discrete: <stdin>:3: variables.x1.lower: 70 is above upper bound 60\n")},
       {"solve small.toml --db text.db", "", 4, StartsWith("discrete: database error: ")},
       {"solve small.toml", "DISCRETE_MODULE=/nonexistent/libDiscrete.so", 5,
        StartsWith("discrete: module error: cannot load the discrete module libDiscrete.so from "
@@ -200,6 +215,53 @@ TEST_F(Program, VersionNamesTheProgramAndTheModule) {
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_THAT(run.output, HasSubstr("discrete 1.0.0\nmodule 6.21.0 ("));
   EXPECT_THAT(run.output, HasSubstr("libDiscrete.so)"));
+  EXPECT_EQ(Run("--version").output, run.output);
+  EXPECT_EQ(Run("-V").output, run.output);
+}
+
+// The help of the program and of every command it lists (a command added
+// later included) ends with examples and the exit codes of ExitCodes.h.
+TEST_F(Program, EveryHelpEndsWithExamplesAndTheExitCodes) {
+  const std::string unknown = Run("frobnicate").errors;
+  const std::string list = unknown.substr(unknown.find("are ") + 4);
+  std::vector<std::string> helps = {""};
+  for (size_t from = 0; from < list.size();) {
+    const size_t end = list.find_first_of(",\n", from);
+    helps.push_back(list.substr(from, end - from) + " ");
+    from = end + 2;
+  }
+  EXPECT_GE(helps.size(), 7u);
+  for (const std::string& command : helps) {
+    SCOPED_TRACE(command);
+    const CProgramRun help = Run(command + "--help");
+    EXPECT_EQ(help.exitCode, 0);
+    EXPECT_THAT(help.output, HasSubstr("\nExamples:\n  discrete "));
+    size_t at = help.output.find("\nExit status:\n");
+    ASSERT_NE(at, std::string::npos);
+    for (const CExitCodeMeaning& code : kExitCodeMeanings) {
+      at = help.output.find(std::to_string(static_cast<int>(code.code)) + " ", at);
+      at = help.output.find(code.meaning, at);
+      EXPECT_NE(at, std::string::npos) << code.meaning;
+    }
+    EXPECT_THAT(help.output, EndsWith(std::string(kSignalExitMeaning) + "\n"));
+  }
+}
+
+// `-` reads the problem from standard input, once: table `searches` keeps
+// the text that was solved, and a resume takes it from there.
+TEST_F(Program, SolvesAProblemFromStandardInput) {
+  const CProgramRun run = Run("solve - --max-nodes 1 < small.toml");
+  EXPECT_EQ(run.exitCode, 0) << run.errors;
+  EXPECT_THAT(run.output, HasSubstr("  problem file  <stdin>\n  database      small.db "));
+  OpenTaskDatabase((folder / "small.db").string(), ETaskDatabaseAccess::ReadOnly);
+  const std::vector<CSearchRow> searches = ReadSearches();
+  CloseTaskDatabase();
+  ASSERT_EQ(searches.size(), 1u);
+  EXPECT_EQ(searches[0].problemText, kSmall);
+  EXPECT_EQ(fs::path(searches[0].problemFile).filename(), "<stdin>");
+  const CProgramRun resumed = Run("resume small.db < /dev/null");
+  EXPECT_EQ(resumed.exitCode, 0) << resumed.errors;
+  EXPECT_THAT(resumed.output, HasSubstr("(search complete)"));
 }
 
 TEST_F(Program, MaximisesAsTheFileSays) {
