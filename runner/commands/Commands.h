@@ -19,6 +19,7 @@
 
 #include "analyses/SlurmSettings.h"
 #include "commands/ExitCodes.h"
+#include "commands/Report.h"
 #include "commands/SearchTreeView.h"
 
 // The command line asks for what cannot be done where the program runs (the
@@ -44,6 +45,7 @@ struct CSolveOptions {
   std::optional<EExecutor> executor;  // overrides the file's [slurm] mode (ExecutorChoice.h)
   bool quiet = false;                 // no progress line and no notes; the report only
   double lockTimeout = 30.0;          // seconds to wait for another process's lock on the database
+  EReportFormat format = EReportFormat::Text;  // of the report on stdout
 };
 
 EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages);
