@@ -2,7 +2,7 @@
 
 // One line on a terminal that shows how a search goes, rewritten in place:
 //
-//   nodes 57  open 4  incumbent 6059.714 (task 41)  bound 6011.2  gap 0.794%  elapsed 2.3 s
+//   nodes 57  open 4  incumbent 6059.714 (task 41)  bound 6011.2  gap 0.801%  elapsed 2.3 s
 //
 // The bound is the best objective among the open nodes that could still hold
 // a better design, left out when there is none; the gap is relative
