@@ -108,6 +108,18 @@ void AddExecutorOption(CLI::App& command, std::optional<EExecutor>& executor) {
                              ExecutorName(EExecutor::SlurmJobs)}));
 }
 
+// --format text|json of the report, read into `format`.
+void AddReportFormatOption(CLI::App& command, EReportFormat& format) {
+  command
+      .add_option_function<std::string>(
+          "--format",
+          [&format](const std::string& name) {
+            format = name == "json" ? EReportFormat::Json : EReportFormat::Text;
+          },
+          "the report on stdout: text (default) or json (one document, schema discrete-report)")
+      ->check(CLI::IsMember({"text", "json"}));
+}
+
 // The first argument that is no option names a command (the program's own
 // options take no value). An unknown one would otherwise be reported as a
 // missing command, or as an argument not expected.
@@ -194,6 +206,7 @@ int main(int argc, char** argv) {
       ->check(CLI::Range(1, 1024));
   AddExecutorOption(*solveCommand, solve.executor);
   solveCommand->add_flag("--quiet", solve.quiet, "no progress line and no notes; the report only");
+  AddReportFormatOption(*solveCommand, solve.format);
   solveCommand
       ->add_option("--lock-timeout", solve.lockTimeout,
                    "seconds to wait for another process's lock (default 30)")
@@ -222,6 +235,7 @@ int main(int argc, char** argv) {
       ->check(CLI::Range(1, 1024));
   AddExecutorOption(*resumeCommand, resume.executor);
   resumeCommand->add_flag("--quiet", resume.quiet, "no progress line and no notes");
+  AddReportFormatOption(*resumeCommand, resume.format);
   resumeCommand->add_option("--lock-timeout", resume.lockTimeout, "seconds to wait for a lock")
       ->check(CLI::NonNegativeNumber);
 

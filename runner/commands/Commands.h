@@ -21,6 +21,7 @@
 #include "analyses/InProcessExecutor.h"
 #include "analyses/SlurmSettings.h"
 #include "commands/ExitCodes.h"
+#include "commands/Report.h"
 #include "commands/SearchTreeView.h"
 
 // The command line asks for what cannot be done where the program runs (the
@@ -50,6 +51,7 @@ struct CSolveOptions {
   // the program that embeds the commands (the Python package); a problem
   // with such an analysis and no function for it is refused (CUsageError).
   CInProcessAnalyses functions;
+  EReportFormat format = EReportFormat::Text;  // of the report on stdout
 };
 
 EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages);

@@ -2,60 +2,15 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
-
-#include "Records.h"
-#include "Timing.h"
-#include "analyses/AnalysisEvaluator.h"
-#include "solver/Design.h"
-#include "tasks/TaskProblem.h"
-#include "tasks/TaskResult.h"
 
 namespace {
 
-// What the report shows of the problem besides the continuous part.
-struct CProblemLabels {
-  std::string name;                // CTask m_strName
-  std::string description;         // CTask m_strDescription
-  std::string problemFile;         // CTask m_strProblemFile
-  std::vector<std::string> kinds;  // per variable: "continuous", "integer", "set <name>"
-  double target = std::nan("");    // CDObj m_vaTarget[0]
-  double targetTolerance = 0.0;    // CDObj m_vaTargetTol[0]
-};
-
-CProblemLabels ReadLabels(int taskId) {
-  POD* database = GetPOD();
-  CProblemLabels labels;
-  CTask task(database);
-  task.m_nTaskID = taskId;
-  CDVar variables(database);
-  variables.m_nTaskID = taskId;
-  CDSet sets(database);
-  sets.m_nTaskID = taskId;
-  CDObj objectives(database);
-  objectives.m_nTaskID = taskId;
-  if (!task.GetObject() || !variables.GetObject() || !sets.GetObject() || !objectives.GetObject()) {
-    throw CTaskDataError(fmt::format("task {}: a record of its problem is missing", taskId));
-  }
-  labels.name = task.m_strName;
-  labels.description = task.m_strDescription;
-  labels.problemFile = task.m_strProblemFile;
-  for (const pvINT32& setId : variables.m_vSetID) {
-    std::string kind = setId == 0    ? "continuous"
-                       : setId == -1 ? "integer"
-                                     : fmt::format("set {}", long(setId));
-    for (size_t k = 0; k < sets.m_vSetIDs.size() && setId > 0; ++k) {
-      if (sets.m_vSetIDs[k] == setId && k < sets.m_vSetNames.size())
-        kind = "set " + sets.m_vSetNames[k];
-    }
-    labels.kinds.push_back(kind);
-  }
-  if (objectives.m_vaTarget.size() > 0) labels.target = objectives.m_vaTarget[0];
-  if (objectives.m_vaTargetTol.size() > 0) labels.targetTolerance = objectives.m_vaTargetTol[0];
-  return labels;
-}
-
 std::string Number(double value) { return fmt::format("{:.10g}", value); }
+
+// "92%", "0.0312%"
+std::string Percent(double fraction) { return fmt::format("{:.3g}%", 100 * fraction); }
 
 const char* OperatorOf(EConstraintKind kind) {
   switch (kind) {
@@ -69,15 +24,25 @@ const char* OperatorOf(EConstraintKind kind) {
   return "?";
 }
 
-void PrintHeading(FILE* out, const CProblemLabels& labels, const CSearchOutcome& outcome,
-                  const std::string& databasePath) {
-  fmt::print(out, "{}{}\n", labels.name,
-             labels.description.empty() ? "" : ": " + labels.description);
-  fmt::print(out, "  problem file  {}\n", labels.problemFile);
-  fmt::print(out, "  database      {} (search task {})\n\n", databasePath, outcome.searchTaskId);
-  // Only a search that ended with every node solved is complete and exact.
-  const bool exact = outcome.end == ESearchEnd::Complete && outcome.nodesNotConverged == 0 &&
-                     !outcome.rootNotConverged;
+std::string KindOf(const CReportVariable& variable) {
+  switch (variable.kind) {
+    case EVariableKind::Continuous:
+      return "continuous";
+    case EVariableKind::Integer:
+      return "integer";
+    case EVariableKind::Set:
+      return "set " + variable.setName;
+  }
+  return "?";
+}
+
+void PrintHeading(FILE* out, const CReportContent& report) {
+  const CSearchOutcome& outcome = report.outcome;
+  fmt::print(out, "{}{}\n", report.problemName,
+             report.problemDescription.empty() ? "" : ": " + report.problemDescription);
+  fmt::print(out, "  problem file  {}\n", report.problemFile);
+  fmt::print(out, "  database      {} (search task {})\n\n", report.databasePath,
+             outcome.searchTaskId);
   std::string end = Describe(outcome.end);
   if (outcome.rootNotConverged) {
     end += ", but the continuous problem itself did not converge; nothing below it was explored";
@@ -87,8 +52,8 @@ void PrintHeading(FILE* out, const CProblemLabels& labels, const CSearchOutcome&
                        outcome.nodesNotConverged, one ? "" : "s",
                        one ? "its subtree was" : "their subtrees were");
   }
-  if (outcome.discreteFeasible) {
-    const char* what = exact ? "the best feasible discrete design"
+  if (report.design) {
+    const char* what = report.exact ? "the best feasible discrete design"
                        : outcome.end == ESearchEnd::Complete
                            ? "the best feasible discrete design found"
                            : "the best feasible discrete design found so far";
@@ -98,70 +63,113 @@ void PrintHeading(FILE* out, const CProblemLabels& labels, const CSearchOutcome&
   }
 }
 
-void PrintObjective(FILE* out, const CTaskProblem& task, const CProblemLabels& labels,
-                    const CTaskDesign& design) {
-  fmt::print(out, "  objective  {} = {}  ({})\n", task.responseNames[task.objectiveResponse],
-             Number(design.objective), task.minimize ? "minimised" : "maximised");
-  if (std::isnan(labels.target)) return;
+void PrintObjective(FILE* out, const CReportContent& report) {
+  const double objective = report.design->objective;
+  fmt::print(out, "  objective  {} = {}  ({})\n", report.objectiveName, Number(objective),
+             report.minimize ? "minimised" : "maximised");
+  if (std::isnan(report.target)) return;
   const double difference =
-      std::fabs(design.objective - labels.target) / std::max(1e-300, std::fabs(labels.target));
-  const bool reached = labels.targetTolerance > 0 && difference <= labels.targetTolerance;
-  fmt::print(out, "  published  {}  (relative difference {:.2g}{})\n", Number(labels.target),
+      std::fabs(objective - report.target) / std::max(1e-300, std::fabs(report.target));
+  const bool reached = report.targetTolerance > 0 && difference <= report.targetTolerance;
+  fmt::print(out, "  published  {}  (relative difference {:.2g}{})\n", Number(report.target),
              difference,
-             labels.targetTolerance > 0
+             report.targetTolerance > 0
                  ? fmt::format(", {} within {:g}", reached ? "reached" : "not reached",
-                               labels.targetTolerance)
+                               report.targetTolerance)
                  : "");
 }
 
-void PrintVariables(FILE* out, const CTaskProblem& task, const CProblemLabels& labels,
-                    const CTaskDesign& design) {
-  size_t width = 8;
-  for (const std::string& name : task.variableNames) width = std::max(width, name.size());
-  fmt::print(out, "\n  {:<{}}  {:>16}  {:>12}  {:>12}  {}\n", "variable", width, "value", "lower",
-             "upper", "kind");
-  for (size_t i = 0; i < task.variableNames.size() && i < design.values.size(); ++i) {
-    fmt::print(out, "  {:<{}}  {:>16}  {:>12}  {:>12}  {}\n", task.variableNames[i], width,
-               Number(design.values[i]), Number(task.lower[i]), Number(task.upper[i]),
-               i < labels.kinds.size() ? labels.kinds[i] : "");
+// The best bound left and the gap, or why there is none.
+void PrintBound(FILE* out, const CReportContent& report) {
+  const CReportBound& bound = report.bound;
+  const CSearchOutcome& outcome = report.outcome;
+  std::string text;
+  if (!bound.known) {
+    text = "not known: the search failed before its end";
+  } else if (bound.hasOpenBound) {
+    text = fmt::format("{} (best of {} open node{})", Number(bound.openBound), bound.openNodes,
+                       bound.openNodes == 1 ? "" : "s");
+    text += bound.gap ? fmt::format("  gap {} absolute, {} relative", Number(bound.gap->absolute),
+                                    Percent(bound.gap->relative))
+                      : "; no gap without a feasible discrete design";
+  } else if (outcome.end == ESearchEnd::Complete) {
+    text = "none left: every node is closed";
+    if (report.design) text += " (gap 0)";
+  } else if (bound.openNodes > 0) {
+    text = fmt::format("none: no node left open ({}) can hold a better design", bound.openNodes);
+    if (report.design) text += " (gap 0)";
+  } else {
+    text = "none: no node is left open";
+    if (report.design) text += " (gap 0)";
+  }
+  const int notConverged = outcome.nodesNotConverged + (outcome.rootNotConverged ? 1 : 0);
+  if (bound.known && notConverged > 0) {
+    text += fmt::format("; {} task{} did not converge, and no bound covers {}", notConverged,
+                        notConverged == 1 ? "" : "s",
+                        notConverged == 1 ? "its subtree" : "their subtrees");
+  }
+  fmt::print(out, "  bound      {}\n", text);
+}
+
+void PrintVariables(FILE* out, const std::vector<CReportVariable>& variables) {
+  size_t nameWidth = 8, kindWidth = 4, unitsWidth = 5;
+  bool hasUnits = false, hasDescription = false;
+  for (const CReportVariable& variable : variables) {
+    nameWidth = std::max(nameWidth, variable.name.size());
+    kindWidth = std::max(kindWidth, KindOf(variable).size());
+    unitsWidth = std::max(unitsWidth, variable.units.size());
+    hasUnits = hasUnits || !variable.units.empty();
+    hasDescription = hasDescription || !variable.description.empty();
+  }
+  // Units and descriptions get columns only when the file gives some.
+  const auto row = [&](const std::string& name, const std::string& value, const std::string& lower,
+                       const std::string& upper, const std::string& kind, const std::string& units,
+                       const std::string& description) {
+    std::string line =
+        fmt::format("  {:<{}}  {:>16}  {:>12}  {:>12}  ", name, nameWidth, value, lower, upper);
+    if (!hasUnits && !hasDescription) return fmt::print(out, "{}{}\n", line, kind);
+    line += fmt::format("{:<{}}", kind, kindWidth);
+    if (hasUnits) line += fmt::format("  {:<{}}", units, unitsWidth);
+    if (hasDescription) line += "  " + description;
+    line.erase(line.find_last_not_of(' ') + 1);
+    fmt::print(out, "{}\n", line);
+  };
+  fmt::print(out, "\n");
+  row("variable", "value", "lower", "upper", "kind", "units", "description");
+  for (const CReportVariable& variable : variables) {
+    row(variable.name, Number(variable.value), Number(variable.lower), Number(variable.upper),
+        KindOf(variable), variable.units, variable.description);
   }
 }
 
-void PrintConstraints(FILE* out, const CTaskProblem& task, const CTaskDesign& design) {
-  if (task.constraintResponses.empty()) return;
+void PrintConstraints(FILE* out, const CReportContent& report) {
+  const CReportDesign& design = *report.design;
+  if (design.constraints.empty()) return;
   size_t width = 10;
-  for (int response : task.constraintResponses)
-    width = std::max(width, task.responseNames[response].size());
+  for (const CReportConstraint& constraint : design.constraints)
+    width = std::max(width, constraint.name.size());
   fmt::print(out, "\n  {:<{}}  {:>16}      {:>12}  {:>12}\n", "constraint", width, "value", "bound",
              "scaled");
-  for (size_t k = 0; k < task.constraintResponses.size(); ++k) {
-    const int response = task.constraintResponses[k];
-    const double value =
-        response < static_cast<int>(design.responses.size()) ? design.responses[response] : NAN;
-    const double scaled = ScaledConstraintValue(task.constraintKinds[k], value,
-                                                task.constraintBounds[k], task.constraintScales[k]);
-    const double violation =
-        task.constraintKinds[k] == EConstraintKind::EqualTo ? std::fabs(scaled) : scaled;
-    const char* status = !IsFeasible(violation, task.tolerance) ? "violated"
-                         : violation >= -task.tolerance         ? "active"
-                                                                : "holds";
-    fmt::print(out, "  {:<{}}  {:>16}  {}  {:>12}  {:>12}  {}\n", task.responseNames[response],
-               width, Number(value), OperatorOf(task.constraintKinds[k]),
-               Number(task.constraintBounds[k]), fmt::format("{:.3g}", scaled), status);
+  for (const CReportConstraint& constraint : design.constraints) {
+    fmt::print(out, "  {:<{}}  {:>16}  {}  {:>12}  {:>12}  {}\n", constraint.name, width,
+               Number(constraint.value), OperatorOf(constraint.kind), Number(constraint.bound),
+               fmt::format("{:.3g}", constraint.scaled), constraint.status);
   }
   fmt::print(out, "  largest scaled violation {:.3g} (tolerance {:g})\n", design.maxConstraint,
-             task.tolerance);
+             report.tolerance);
 }
 
-void PrintEffort(FILE* out, const CSearchOutcome& outcome) {
+void PrintEffort(FILE* out, const CReportContent& report) {
+  const CSearchOutcome& outcome = report.outcome;
   fmt::print(out,
              "\nSearch: {} subtasks solved{}, {} analyses, {} gradient evaluations, {:.2f} s\n",
              outcome.nodesSolved,
              outcome.nodesNotConverged > 0
                  ? fmt::format(" ({} of them not converged)", outcome.nodesNotConverged)
                  : "",
-             nNumAnalyses, nNumGradCalc, outcome.seconds);
-  if (const CAnalysisCounts& counts = AnalysisCounts(); counts.evaluations + counts.served > 0) {
+             report.analyses, report.gradientEvaluations, outcome.seconds);
+  if (const CAnalysisCounts& counts = report.analysisCounts;
+      counts.evaluations + counts.served > 0) {
     fmt::print(out,
                "Analysis programs: {} evaluations run, {} served from the database, {} failed\n",
                counts.evaluations, counts.served, counts.failed);
@@ -173,28 +181,37 @@ void PrintEffort(FILE* out, const CSearchOutcome& outcome) {
   fmt::print(out,
              "Time (s): optimiser {:.3f}, database reads {:.3f}, database writes {:.3f}, discrete "
              "set-up {:.3f}\n",
-             outcome.solverSeconds, dbReadTime.m_dTotal, dbWriteTime.m_dTotal,
-             discSetupTime.m_dTotal);
+             outcome.solverSeconds, report.databaseReadSeconds, report.databaseWriteSeconds,
+             report.discreteSetupSeconds);
 }
 
 }  // namespace
 
-void PrintReport(FILE* out, const CSearchOutcome& outcome, const std::string& databasePath) {
-  const CTaskProblem task = ReadTaskProblem(outcome.searchTaskId);
-  const CProblemLabels labels = ReadLabels(outcome.searchTaskId);
-  PrintHeading(out, labels, outcome, databasePath);
-  if (outcome.discreteFeasible && outcome.resultTask > 0) {
-    const CTaskDesign design = ReadBestDesign(outcome.resultTask);
-    PrintObjective(out, task, labels, design);
-    PrintVariables(out, task, labels, design);
-    PrintConstraints(out, task, design);
+void PrintTextReport(FILE* out, const CReportContent& report) {
+  PrintHeading(out, report);
+  if (report.design) {
+    PrintObjective(out, report);
+    PrintBound(out, report);
+    PrintVariables(out, report.design->variables);
+    PrintConstraints(out, report);
   } else {
-    const CTaskDesign relaxation = ReadBestDesign(outcome.searchTaskId);
     fmt::print(out,
                "  the continuous {} (no discrete restriction) has objective {} and largest scaled "
                "violation {:.3g} (tolerance {:g})\n",
-               outcome.rootNotConverged ? "problem's best design evaluated" : "optimum",
-               Number(relaxation.objective), relaxation.maxConstraint, task.tolerance);
+               report.outcome.rootNotConverged ? "problem's best design evaluated" : "optimum",
+               Number(report.relaxationObjective), report.relaxationMaxConstraint,
+               report.tolerance);
+    PrintBound(out, report);
   }
-  PrintEffort(out, outcome);
+  PrintEffort(out, report);
+}
+
+void PrintReport(FILE* out, const CSearchOutcome& outcome, const std::string& databasePath,
+                 const std::string& logPath, EReportFormat format) {
+  const CReportContent report = GatherReport(outcome, databasePath, logPath);
+  if (format == EReportFormat::Json) {
+    PrintJsonReport(out, report);
+  } else {
+    PrintTextReport(out, report);
+  }
 }

@@ -136,7 +136,8 @@ void InstallLockWait(const CSolveOptions& options, FILE* messages) {
 // After a failure in the middle of the search: the report of what the search
 // committed, when the search task itself was committed solved. A failure to
 // read it leaves the first failure to be reported alone.
-void ReportCommittedSearch(FILE* out, int searchTaskId, const std::string& databasePath) {
+void ReportCommittedSearch(FILE* out, int searchTaskId, const std::string& databasePath,
+                           const std::string& logPath, EReportFormat format) {
   try {
     const CSearchState state = ReadSearchState(searchTaskId);
     if (!state.searchTaskSolved) return;
@@ -146,7 +147,8 @@ void ReportCommittedSearch(FILE* out, int searchTaskId, const std::string& datab
     outcome.nodesSolved = state.solvedSubtasks;
     outcome.resultTask = state.resultTask;
     outcome.discreteFeasible = state.discreteFeasible;
-    PrintReport(out, outcome, databasePath);
+    outcome.openNodesKnown = false;
+    PrintReport(out, outcome, databasePath, logPath, format);
   } catch (const std::exception&) {
   }
 }
@@ -275,18 +277,18 @@ EExitCode RunSearch(const CSolveOptions& options, CSearchRequest request, CSessi
   try {
     outcome = search.Run(searchTaskId);
   } catch (const CModuleError& error) {
-    ReportCommittedSearch(out, searchTaskId, databasePath);
+    ReportCommittedSearch(out, searchTaskId, databasePath, logPath, options.format);
     throw CModuleError(fmt::format("{} (details in {})", error.what(), logPath));
   } catch (const CDatabaseError& error) {
-    ReportCommittedSearch(out, searchTaskId, databasePath);
+    ReportCommittedSearch(out, searchTaskId, databasePath, logPath, options.format);
     throw CDatabaseError(
         fmt::format("{}; the search stopped, and {} keeps what it committed before", error.what(),
                     databasePath));
   } catch (const CTaskDataError&) {
-    ReportCommittedSearch(out, searchTaskId, databasePath);
+    ReportCommittedSearch(out, searchTaskId, databasePath, logPath, options.format);
     throw;
   } catch (const CSlurmError&) {
-    ReportCommittedSearch(out, searchTaskId, databasePath);
+    ReportCommittedSearch(out, searchTaskId, databasePath, logPath, options.format);
     throw;
   }
   {
@@ -294,7 +296,7 @@ EExitCode RunSearch(const CSolveOptions& options, CSearchRequest request, CSessi
     WriteSearchEnded(searchTaskId, Describe(outcome.end));
     step.UnLock();
   }
-  PrintReport(out, outcome, databasePath);
+  PrintReport(out, outcome, databasePath, logPath, options.format);
   if (outcome.end != ESearchEnd::Complete && !options.quiet) {
     fmt::print(messages, "to go on with this search: discrete resume {}\n", databasePath);
   }

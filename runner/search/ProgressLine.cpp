@@ -2,13 +2,20 @@
 
 #include <fmt/format.h>
 
+#include "search/OptimalityGap.h"
+
 std::string ProgressText(const CNodeSummary& summary) {
-  const std::string incumbent =
-      summary.hasIncumbent
-          ? fmt::format("{:.10g} (task {})", summary.incumbentObjective, summary.incumbentTask)
-          : "none yet";
-  return fmt::format("nodes {}  open {}  incumbent {}  elapsed {:.1f} s", summary.node,
-                     summary.openNodes, incumbent, summary.elapsedSeconds);
+  std::string text = fmt::format("nodes {}  open {}  incumbent ", summary.node, summary.openNodes);
+  text += summary.hasIncumbent
+              ? fmt::format("{:.10g} (task {})", summary.incumbentObjective, summary.incumbentTask)
+              : "none yet";
+  if (summary.hasOpenBound) text += fmt::format("  bound {:.10g}", summary.openBound);
+  if (summary.hasIncumbent) {
+    const COptimalityGap gap =
+        GapOf(summary.incumbentObjective, summary.hasOpenBound, summary.openBound);
+    text += fmt::format("  gap {:.3g}%", 100 * gap.relative);
+  }
+  return text + fmt::format("  elapsed {:.1f} s", summary.elapsedSeconds);
 }
 
 void CProgressLine::OnNode(const CNodeSummary& summary) {

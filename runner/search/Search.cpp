@@ -107,6 +107,12 @@ CSearchOutcome CBranchAndBoundSearch::Run(int searchTaskId) {
   m_outcome.resultTask = result.resultTask;
   m_outcome.discreteFeasible = result.discreteFeasible;
   m_outcome.seconds = ElapsedSeconds();
+  // The module closed every node of a complete search, also any the mirror still counts.
+  if (m_outcome.end != ESearchEnd::Complete) {
+    m_outcome.openNodes = m_mirror.OpenNodes();
+    m_outcome.hasOpenBound = m_mirror.HasOpenBound();
+    m_outcome.openBound = m_mirror.OpenBound();
+  }
   m_observer.OnEnd(m_outcome);
   return m_outcome;
 }
@@ -177,6 +183,8 @@ void CBranchAndBoundSearch::Report(int taskId, int parentTaskId, const CTaskSolu
   summary.incumbentObjective = m_mirror.IncumbentObjective();
   summary.incumbentTask = m_mirror.IncumbentTask();
   summary.openNodes = m_mirror.OpenNodes();
+  summary.hasOpenBound = m_mirror.HasOpenBound();
+  summary.openBound = m_mirror.OpenBound();
   summary.elapsedSeconds = ElapsedSeconds();
   summary.analyses = nNumAnalyses;
   m_observer.OnNode(summary);

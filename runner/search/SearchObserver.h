@@ -47,9 +47,11 @@ struct CNodeSummary {
       0.0;                // objective of the best discrete design so far; valid with hasIncumbent
   int incumbentTask = 0;  // its task; 0 without one
   int openNodes = 0;      // nodes waiting to be branched, as the program counts them (NodeMirror.h)
-  bool hasOpenBound = false;  // some open node is left, so openBound is valid
-  double openBound = 0.0;  // best relaxation objective among the open nodes: no discrete design in
-                           // their subtrees can be better (the lower bound when minimising)
+  bool hasOpenBound = false;  // some open node could still hold a better design than the
+                              // incumbent (any open node, without one), so openBound is valid
+  double openBound = 0.0;  // best relaxation objective among those open nodes: no discrete design
+                           // in their subtrees can be better (the lower bound when minimising);
+                           // never worse than the incumbent (NodeMirror.h)
   double elapsedSeconds = 0.0;  // since the search began (the search task's solve included)
   int analyses = 0;             // analyses of the whole process so far
 };
@@ -64,6 +66,12 @@ struct CSearchOutcome {
   bool discreteFeasible = false;          // that design is a feasible discrete design
   double seconds = 0.0;                   // wall time of the whole search
   double solverSeconds = 0.0;  // part of it spent solving tasks (optimiser and its database work)
+  // The open nodes when the search ended, as in the last CNodeSummary; not known for an outcome
+  // rebuilt from the database after a failure (SearchState.h)
+  bool openNodesKnown = true;
+  int openNodes = 0;          // nodes left to branch (0 for a complete search)
+  bool hasOpenBound = false;  // some open node could still hold a better design
+  double openBound = 0.0;     // the best objective among them (CNodeSummary::openBound)
 };
 
 class CSearchObserver {

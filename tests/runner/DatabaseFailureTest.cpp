@@ -207,6 +207,7 @@ TEST_F(DatabaseFailure, AFullFileSystemStopsTheSearchAtOnceWithTheReasonAndKeeps
   EXPECT_THAT(run.errors, HasSubstr("in: COMMIT; the search stopped"));
   EXPECT_THAT(run.errors, Not(HasSubstr("missing")));
   EXPECT_THAT(run.output, HasSubstr("(the search did not finish)"));
+  EXPECT_THAT(run.output, HasSubstr("  bound      not known: the search failed before its end\n"));
 
   const CRun show = Run("show small-fs/x.db");
   ASSERT_EQ(show.exitCode, 0) << show.errors;

@@ -12,6 +12,7 @@
 #include <tuple>
 
 #include "problem/ProblemFile.h"
+#include "problem/VariableNotes.h"
 
 namespace {
 
@@ -142,6 +143,10 @@ INSTANTIATE_TEST_SUITE_P(
         CBadCase{23, "stiffness = \"w >= 1 <= 3\"",
                  "constraints.stiffness: more than one comparison"},
         CBadCase{4, "tolerance = = 1", "plate.toml:4: "},
+        CBadCase{11, "units = 5",
+                 "plate.toml:11: variables.w.units: 5 is not a text (write it in double quotes)"},
+        CBadCase{11, "description = [\"wide\"]",
+                 "plate.toml:11: variables.w.description: [ 'wide' ] is not a text"},
         CBadCase{19, "upper = 1.9",
                  "plate.toml:16: variables.n: no whole number lies between the bounds 1.5 and 1.9"},
         CBadCase{15, "lower = 0.3\nupper = 0.31",
@@ -288,6 +293,20 @@ INSTANTIATE_TEST_SUITE_P(
         CBadCase{10, "slurm = \"big\"\n[nothing]",
                  "beam.toml:10: analyses.b.slurm: 'big' is not a table {partition, time, cpus, "
                  "...}"}));
+
+// The report takes units and descriptions from the stored problem text
+// (VariableNotes.h), which needs neither the catalogues' files nor a check.
+TEST(ProblemFile, UnitsAndDescriptionsAreReadForTheReport) {
+  const std::string text = WithLine(11, "units = \"mm\"\ndescription = \"plate width\"");
+  const CProblem problem = ParseProblem(text, "plate.toml");
+  EXPECT_EQ(problem.variables[0].units, "mm");
+  EXPECT_EQ(problem.variables[0].description, "plate width");
+  const auto notes = VariableNotesOf(text);
+  ASSERT_EQ(notes.size(), 1u);  // only variables with a note
+  EXPECT_EQ(notes.at("w").units, "mm");
+  EXPECT_EQ(notes.at("w").description, "plate width");
+  EXPECT_TRUE(VariableNotesOf("variables = [").empty());
+}
 
 TEST(ProblemFile, ReportsEveryMistakeNotOnlyTheFirst) {
   std::string text = WithLine(9, "lower = 70");

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <nlohmann/json.hpp>
 
 #include "DatabaseFiles.h"
 #include "ProgramRun.h"
@@ -197,6 +198,86 @@ TEST_F(Program, TheLimitsStopTheSearchAndSaySo) {
       run.output,
       HasSubstr("Result: the best feasible discrete design found so far (stopped at the node "
                 "limit), held by task 2\n  objective  objective = 1.57  (minimised)"));
+}
+
+// kSmall by hand: the continuous optimum is (1.15, 2.35) with objective
+// 0.125, the root's bound; its child x >= 2 gives (2, 1.5) at 1.57, its child
+// x <= 1 gives (1, 2.5) at 0.17, the best.
+TEST_F(Program, TheReportShowsTheBoundAndTheGapOfAStoppedAndOfACompleteSearch) {
+  const CProgramRun stopped = Run("solve small.toml --max-nodes 1 --db stopped.db");
+  EXPECT_THAT(stopped.output,
+              HasSubstr("(minimised)\n  bound      0.125 (best of 1 open node)  gap 1.445 "
+                        "absolute, 92% relative\n"));
+  const CProgramRun complete = Run("solve small.toml --db complete.db");
+  EXPECT_THAT(complete.output,
+              HasSubstr("(minimised)\n  bound      none left: every node is closed (gap 0)\n"));
+  Write("impossible.toml", R"(name = "impossible"
+objective = "x"
+variables.x = { kind = "integer", lower = 0, upper = 1 }
+constraints.half = "x == 0.5"
+)");
+  EXPECT_THAT(Run("solve impossible.toml --max-nodes 1").output,
+              HasSubstr("  bound      0.5 (best of 1 open node); no gap without a feasible "
+                        "discrete design\n"));
+}
+
+// The JSON report conforms to its schema, says what the text says, and
+// keeps stdout to the one document.
+TEST_F(Program, TheJsonReportFollowsItsSchemaForAStoppedAndACompleteSearch) {
+  Write("noted.toml", R"(name = "noted"
+objective = "(x - 1.4)^2 + (y - 2.6)^2"
+variables.x = { kind = "integer", lower = 0, upper = 3, units = "mm", description = "teeth" }
+variables.y = { lower = 0, upper = 3 }
+constraints.budget = "x + y <= 3.5"
+)");
+  const auto report = [&](const std::string& arguments, const std::string& file, int exitCode = 0) {
+    const CProgramRun run = Run(arguments + " --format json");
+    EXPECT_EQ(run.exitCode, exitCode) << run.errors;
+    Write(file, run.output);
+    const std::string check = std::string(VALIDATE_JSON) + " " + SCHEMA_DIR +
+                              "/discrete-report.schema.json " + (folder / file).string();
+    EXPECT_EQ(std::system(check.c_str()), 0) << run.output;
+    return nlohmann::ordered_json::parse(run.output);
+  };
+  const nlohmann::ordered_json stopped = report("solve noted.toml --max-nodes 1", "stopped.json");
+  EXPECT_EQ(stopped.begin().key(), "schema");
+  EXPECT_EQ(stopped["schema_version"], 1);
+  EXPECT_EQ(stopped["end"], "node_limit");
+  EXPECT_EQ(stopped["result_task"], 2);
+  EXPECT_EQ(stopped["log"], "noted.log");
+  EXPECT_NEAR(stopped["objective"]["value"].get<double>(), 1.57, 1e-6);
+  EXPECT_NEAR(stopped["bound"]["value"].get<double>(), 0.125, 1e-6);
+  EXPECT_NEAR(stopped["bound"]["gap_absolute"].get<double>(), 1.445, 1e-6);
+  EXPECT_NEAR(stopped["bound"]["gap_relative"].get<double>(), 1.445 / 1.57, 1e-6);
+  EXPECT_EQ(stopped["design"][0]["units"], "mm");
+  EXPECT_EQ(stopped["design"][0]["description"], "teeth");
+  EXPECT_EQ(stopped["design"][1]["kind"], "continuous");
+  EXPECT_EQ(stopped["constraints"][0]["status"], "active");
+
+  const nlohmann::ordered_json resumed = report("resume noted.db", "resumed.json");
+  EXPECT_EQ(resumed["end"], "complete");
+  EXPECT_TRUE(resumed["exact"]);
+  EXPECT_NEAR(resumed["objective"]["value"].get<double>(), 0.17, 1e-6);
+  EXPECT_TRUE(resumed["bound"]["value"].is_null());
+  EXPECT_EQ(resumed["bound"]["gap_relative"], 0.0);
+  EXPECT_EQ(resumed["design"][0]["units"], "mm");  // from the resumed search's stored text
+  EXPECT_THAT(Run("solve noted.toml --db text.db").output,
+              HasSubstr("\n  variable             value         lower         upper  kind        "
+                        "units  description\n  x                        1             0          "
+                        "   3  integer     mm     teeth\n  y                      2.5             "
+                        "0             3  continuous\n"));
+
+  Write("impossible.toml", R"(name = "impossible"
+objective = "x"
+variables.x = { kind = "integer", lower = 0, upper = 1 }
+constraints.half = "x == 0.5"
+)");
+  const nlohmann::ordered_json infeasible = report("solve impossible.toml --quiet", "none.json", 1);
+  EXPECT_FALSE(infeasible["discrete_feasible"]);
+  EXPECT_TRUE(infeasible["result_task"].is_null());
+  EXPECT_TRUE(infeasible["design"].empty());
+  EXPECT_TRUE(infeasible["bound"]["gap_absolute"].is_null());
+  EXPECT_NEAR(infeasible["relaxation"]["objective"].get<double>(), 0.5, 1e-6);
 }
 
 TEST_F(Program, TheLogHoldsOneLinePerNodeAndTheModulesDebugLinesAboveLevelTwo) {

@@ -5,11 +5,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <stdexcept>
 
 #include "Records.h"
 #include "TaskDatabaseFixture.h"
 #include "search/NodeMirror.h"
+#include "search/OptimalityGap.h"
+#include "search/ProgressLine.h"
 #include "search/Search.h"
 #include "tasks/TaskWriter.h"
 
@@ -164,6 +167,68 @@ TEST(NodeMirror, ANodeStaysOpenUntilItsSecondChild) {
   EXPECT_EQ(mirror.OpenNodes(), 1);
   mirror.ChildGenerated(99);  // the parent of a closed node: nothing changes
   EXPECT_EQ(mirror.OpenNodes(), 1);
+}
+
+// The bound follows the best open node as nodes open and close, in either
+// sense, and is left out once the incumbent is as good as every open node.
+TEST(NodeMirror, TheBoundIsTheBestOpenNodeThatCouldBeatTheIncumbent) {
+  CNodeMirror mirror(true, 0.0);
+  EXPECT_FALSE(mirror.HasOpenBound());
+  mirror.NodeSolved(1, true, 1.0, 0.0, false);
+  mirror.NodeSolved(2, true, 3.0, 0.0, false);
+  mirror.NodeSolved(3, true, 3.0, 0.0, false);  // a tie with node 2
+  EXPECT_TRUE(mirror.HasOpenBound());
+  EXPECT_EQ(mirror.OpenBound(), 1.0);
+  mirror.ChildGenerated(1);
+  mirror.ChildGenerated(1);  // node 1 closes; the next best remains
+  EXPECT_EQ(mirror.OpenBound(), 3.0);
+  mirror.ChildGenerated(2);
+  mirror.ChildGenerated(2);  // one of the two at 3.0 is left
+  EXPECT_EQ(mirror.OpenBound(), 3.0);
+  mirror.NodeSolved(4, true, 5.0, 0.0, true);  // an incumbent worse than the open node
+  EXPECT_TRUE(mirror.HasOpenBound());
+  mirror.NodeSolved(5, true, 3.0, 0.0, true);  // as good as the open node: nothing left to gain
+  EXPECT_FALSE(mirror.HasOpenBound());
+  EXPECT_EQ(mirror.OpenNodes(), 1);
+  EXPECT_EQ(mirror.NodeSolved(6, true, NAN, 0.0, false), ENodeOutcome::Infeasible);
+  EXPECT_EQ(mirror.OpenNodes(), 1);
+
+  CNodeMirror maximising(false, 0.0);
+  maximising.NodeSolved(1, true, 4.0, 0.0, false);
+  maximising.NodeSolved(2, true, 9.0, 0.0, false);
+  EXPECT_EQ(maximising.OpenBound(), 9.0);
+  maximising.NodeSolved(3, true, 8.0, 0.0, true);
+  EXPECT_TRUE(maximising.HasOpenBound());
+  EXPECT_EQ(maximising.OpenBound(), 9.0);
+}
+
+TEST(OptimalityGap, IsAbsoluteAndRelativeToTheIncumbentAndZeroWithoutAnOpenBound) {
+  const COptimalityGap gap = GapOf(1.57, true, 0.125);
+  EXPECT_DOUBLE_EQ(gap.absolute, 1.445);
+  EXPECT_DOUBLE_EQ(gap.relative, 1.445 / 1.57);
+  EXPECT_DOUBLE_EQ(GapOf(-8.0, true, -10.0).relative, 0.25);  // |incumbent| below
+  EXPECT_DOUBLE_EQ(GapOf(0.0, true, -1e-12).relative, 1e-2);  // the floor 1e-10
+  EXPECT_EQ(GapOf(3.0, false, 0.0).absolute, 0.0);
+  EXPECT_EQ(GapOf(3.0, false, 0.0).relative, 0.0);
+}
+
+TEST(ProgressLine, ShowsTheBoundAndTheGapWhenThereAreAny) {
+  CNodeSummary summary;
+  summary.node = 1;
+  summary.openNodes = 1;
+  summary.hasOpenBound = true;
+  summary.openBound = 0.125;
+  summary.elapsedSeconds = 2.3;
+  EXPECT_EQ(ProgressText(summary),
+            "nodes 1  open 1  incumbent none yet  bound 0.125  elapsed 2.3 s");
+  summary.hasIncumbent = true;
+  summary.incumbentObjective = 1.57;
+  summary.incumbentTask = 2;
+  EXPECT_EQ(ProgressText(summary),
+            "nodes 1  open 1  incumbent 1.57 (task 2)  bound 0.125  gap 92%  elapsed 2.3 s");
+  summary.hasOpenBound = false;
+  EXPECT_EQ(ProgressText(summary),
+            "nodes 1  open 1  incumbent 1.57 (task 2)  gap 0%  elapsed 2.3 s");
 }
 
 }  // namespace
