@@ -12,28 +12,9 @@ std::string Number(double value) { return fmt::format("{:.10g}", value); }
 // "92%", "0.0312%"
 std::string Percent(double fraction) { return fmt::format("{:.3g}%", 100 * fraction); }
 
-const char* OperatorOf(EConstraintKind kind) {
-  switch (kind) {
-    case EConstraintKind::AtMost:
-      return "<=";
-    case EConstraintKind::AtLeast:
-      return ">=";
-    case EConstraintKind::EqualTo:
-      return "==";
-  }
-  return "?";
-}
-
 std::string KindOf(const CReportVariable& variable) {
-  switch (variable.kind) {
-    case EVariableKind::Continuous:
-      return "continuous";
-    case EVariableKind::Integer:
-      return "integer";
-    case EVariableKind::Set:
-      return "set " + variable.setName;
-  }
-  return "?";
+  if (variable.kind == EVariableKind::Set) return "set " + variable.setName;
+  return KindName(variable.kind);
 }
 
 void PrintHeading(FILE* out, const CReportContent& report) {
@@ -152,7 +133,7 @@ void PrintConstraints(FILE* out, const CReportContent& report) {
              "scaled");
   for (const CReportConstraint& constraint : design.constraints) {
     fmt::print(out, "  {:<{}}  {:>16}  {}  {:>12}  {:>12}  {}\n", constraint.name, width,
-               Number(constraint.value), OperatorOf(constraint.kind), Number(constraint.bound),
+               Number(constraint.value), OperatorText(constraint.kind), Number(constraint.bound),
                fmt::format("{:.3g}", constraint.scaled), constraint.status);
   }
   fmt::print(out, "  largest scaled violation {:.3g} (tolerance {:g})\n", design.maxConstraint,

@@ -1,20 +1,10 @@
 // The report as one JSON document, schema `discrete-report` version 1
 // (docs/schema/discrete-report.schema.json, described in docs/json-output.md).
 
-#include <fmt/format.h>
-
-#include <cmath>
-#include <nlohmann/json.hpp>
-
+#include "commands/JsonOutput.h"
 #include "commands/Report.h"
 
 namespace {
-
-// ordered_json keeps the members in the order written: `schema` first.
-using json = nlohmann::ordered_json;
-
-// JSON has no NaN or infinity: such numbers are written as null.
-json Finite(double value) { return std::isfinite(value) ? json(value) : json(nullptr); }
 
 const char* EndCode(ESearchEnd end) {
   switch (end) {
@@ -32,89 +22,65 @@ const char* EndCode(ESearchEnd end) {
   return "unfinished";
 }
 
-const char* KindCode(EVariableKind kind) {
-  switch (kind) {
-    case EVariableKind::Continuous:
-      return "continuous";
-    case EVariableKind::Integer:
-      return "integer";
-    case EVariableKind::Set:
-      return "set";
-  }
-  return "continuous";
-}
-
-const char* OperatorCode(EConstraintKind kind) {
-  switch (kind) {
-    case EConstraintKind::AtMost:
-      return "<=";
-    case EConstraintKind::AtLeast:
-      return ">=";
-    case EConstraintKind::EqualTo:
-      return "==";
-  }
-  return "<=";
-}
-
-json DesignJson(const std::vector<CReportVariable>& variables) {
-  json design = json::array();
+CJson DesignJson(const std::vector<CReportVariable>& variables) {
+  CJson design = CJson::array();
   for (const CReportVariable& variable : variables) {
     design.push_back({{"name", variable.name},
-                      {"value", Finite(variable.value)},
-                      {"lower", Finite(variable.lower)},
-                      {"upper", Finite(variable.upper)},
-                      {"kind", KindCode(variable.kind)},
-                      {"set", variable.setName.empty() ? json(nullptr) : json(variable.setName)},
+                      {"value", JsonNumber(variable.value)},
+                      {"lower", JsonNumber(variable.lower)},
+                      {"upper", JsonNumber(variable.upper)},
+                      {"kind", KindName(variable.kind)},
+                      {"set", variable.setName.empty() ? CJson(nullptr) : CJson(variable.setName)},
                       {"units", variable.units},
                       {"description", variable.description}});
   }
   return design;
 }
 
-json ConstraintsJson(const std::vector<CReportConstraint>& constraints) {
-  json list = json::array();
+CJson ConstraintsJson(const std::vector<CReportConstraint>& constraints) {
+  CJson list = CJson::array();
   for (const CReportConstraint& constraint : constraints) {
     list.push_back({{"name", constraint.name},
-                    {"value", Finite(constraint.value)},
-                    {"operator", OperatorCode(constraint.kind)},
-                    {"bound", Finite(constraint.bound)},
-                    {"scaled", Finite(constraint.scaled)},
-                    {"violation", Finite(constraint.violation)},
+                    {"value", JsonNumber(constraint.value)},
+                    {"operator", OperatorText(constraint.kind)},
+                    {"bound", JsonNumber(constraint.bound)},
+                    {"scaled", JsonNumber(constraint.scaled)},
+                    {"violation", JsonNumber(constraint.violation)},
                     {"status", constraint.status}});
   }
   return list;
 }
 
-json ObjectiveJson(const CReportContent& report) {
+CJson ObjectiveJson(const CReportContent& report) {
   const bool hasTarget = !std::isnan(report.target);
   return {{"name", report.objectiveName},
           {"sense", report.minimize ? "min" : "max"},
-          {"value", report.design ? Finite(report.design->objective) : json(nullptr)},
-          {"published", hasTarget ? Finite(report.target) : json(nullptr)},
-          {"published_tolerance", hasTarget ? Finite(report.targetTolerance) : json(nullptr)}};
+          {"value", report.design ? JsonNumber(report.design->objective) : CJson(nullptr)},
+          {"published", hasTarget ? JsonNumber(report.target) : CJson(nullptr)},
+          {"published_tolerance", hasTarget ? JsonNumber(report.targetTolerance) : CJson(nullptr)}};
 }
 
-json BoundJson(const CReportBound& bound) {
-  const auto known = [&](json value) { return bound.known ? value : json(nullptr); };
+CJson BoundJson(const CReportBound& bound) {
+  const auto known = [&](CJson value) { return bound.known ? value : CJson(nullptr); };
   return {{"known", bound.known},
           {"open_nodes", known(bound.openNodes)},
-          {"value", bound.hasOpenBound ? Finite(bound.openBound) : json(nullptr)},
-          {"gap_absolute", bound.gap ? Finite(bound.gap->absolute) : json(nullptr)},
-          {"gap_relative", bound.gap ? Finite(bound.gap->relative) : json(nullptr)}};
+          {"value", bound.hasOpenBound ? JsonNumber(bound.openBound) : CJson(nullptr)},
+          {"gap_absolute", bound.gap ? JsonNumber(bound.gap->absolute) : CJson(nullptr)},
+          {"gap_relative", bound.gap ? JsonNumber(bound.gap->relative) : CJson(nullptr)}};
 }
 
-json EffortJson(const CReportContent& report) {
+CJson EffortJson(const CReportContent& report) {
   const CSearchOutcome& outcome = report.outcome;
   const CAnalysisCounts& counts = report.analysisCounts;
   return {{"subtasks", outcome.nodesSolved},
           {"not_converged", outcome.nodesNotConverged},
           {"analyses", report.analyses},
           {"gradient_evaluations", report.gradientEvaluations},
-          {"seconds", Finite(outcome.seconds)},
-          {"solver_seconds", Finite(outcome.solverSeconds)},
-          {"database_read_seconds", Finite(report.databaseReadSeconds)},
-          {"database_write_seconds", Finite(report.databaseWriteSeconds)},
-          {"discrete_setup_seconds", Finite(report.discreteSetupSeconds)},
+          {"seconds", JsonNumber(outcome.seconds)},
+          {"solver_seconds", JsonNumber(outcome.solverSeconds)},
+          {"database_read_seconds", JsonNumber(report.databaseReadSeconds)},
+          {"database_write_seconds", JsonNumber(report.databaseWriteSeconds)},
+          {"discrete_setup_seconds", JsonNumber(report.discreteSetupSeconds)},
           {"program_evaluations", counts.evaluations},
           {"program_evaluations_served", counts.served},
           {"program_evaluations_failed", counts.failed},
@@ -126,30 +92,29 @@ json EffortJson(const CReportContent& report) {
 
 void PrintJsonReport(FILE* out, const CReportContent& report) {
   const CSearchOutcome& outcome = report.outcome;
-  json document;
-  document["schema"] = "discrete-report";
-  document["schema_version"] = 1;
+  CJson document = JsonDocument("discrete-report");
   document["problem"] = {{"name", report.problemName},
                          {"description", report.problemDescription},
                          {"file", report.problemFile}};
   document["database"] = report.databasePath;
   document["log"] = report.logPath;
   document["search_task"] = outcome.searchTaskId;
-  document["result_task"] = report.design ? json(outcome.resultTask) : json(nullptr);
+  document["result_task"] = report.design ? CJson(outcome.resultTask) : CJson(nullptr);
   document["discrete_feasible"] = report.design.has_value();
   document["end"] = EndCode(outcome.end);
   document["end_text"] = Describe(outcome.end);
   document["exact"] = report.exact;
   document["root_converged"] = !outcome.rootNotConverged;
   document["objective"] = ObjectiveJson(report);
-  document["design"] = report.design ? DesignJson(report.design->variables) : json::array();
+  document["design"] = report.design ? DesignJson(report.design->variables) : CJson::array();
   document["constraints"] =
-      report.design ? ConstraintsJson(report.design->constraints) : json::array();
-  document["max_constraint"] = report.design ? Finite(report.design->maxConstraint) : json(nullptr);
-  document["tolerance"] = Finite(report.tolerance);
-  document["relaxation"] = {{"objective", Finite(report.relaxationObjective)},
-                            {"max_constraint", Finite(report.relaxationMaxConstraint)}};
+      report.design ? ConstraintsJson(report.design->constraints) : CJson::array();
+  document["max_constraint"] =
+      report.design ? JsonNumber(report.design->maxConstraint) : CJson(nullptr);
+  document["tolerance"] = JsonNumber(report.tolerance);
+  document["relaxation"] = {{"objective", JsonNumber(report.relaxationObjective)},
+                            {"max_constraint", JsonNumber(report.relaxationMaxConstraint)}};
   document["bound"] = BoundJson(report.bound);
   document["effort"] = EffortJson(report);
-  fmt::print(out, "{}\n", document.dump(2));
+  PrintJson(out, document);
 }

@@ -31,6 +31,11 @@ enum class EConstraintKind {
   EqualTo = 2,  // expression == bound
 };
 
+// The words of problem files and reports: "continuous", "integer", "set";
+// "<=", ">=", "==".
+const char* KindName(EVariableKind kind);
+const char* OperatorText(EConstraintKind kind);
+
 constexpr double kNoValue = std::numeric_limits<double>::quiet_NaN();
 
 struct CProblemVariable {

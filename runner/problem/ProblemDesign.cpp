@@ -286,3 +286,27 @@ void ReadConstraints(CTableReader& top, CProblem& problem, std::vector<CProblemI
     problem.constraints.push_back(std::move(constraint));
   }
 }
+
+const char* KindName(EVariableKind kind) {
+  switch (kind) {
+    case EVariableKind::Continuous:
+      return "continuous";
+    case EVariableKind::Integer:
+      return "integer";
+    case EVariableKind::Set:
+      return "set";
+  }
+  return "continuous";
+}
+
+const char* OperatorText(EConstraintKind kind) {
+  switch (kind) {
+    case EConstraintKind::AtMost:
+      return "<=";
+    case EConstraintKind::AtLeast:
+      return ">=";
+    case EConstraintKind::EqualTo:
+      return "==";
+  }
+  return "<=";
+}
