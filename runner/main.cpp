@@ -164,6 +164,8 @@ int main(int argc, char** argv) {
       ->add_option("--lock-timeout", solve.lockTimeout,
                    "seconds to wait for another process's lock (default 30)")
       ->check(CLI::NonNegativeNumber);
+  solveCommand->add_option("--plot", solve.plotPath,
+                           "write the search's convergence plot to this SVG file when it ends");
 
   CSolveOptions resume;
   std::optional<int> resumeTask;
@@ -186,6 +188,8 @@ int main(int argc, char** argv) {
   resumeCommand->add_flag("--quiet", resume.quiet, "no progress line and no notes");
   resumeCommand->add_option("--lock-timeout", resume.lockTimeout, "seconds to wait for a lock")
       ->check(CLI::NonNegativeNumber);
+  resumeCommand->add_option("--plot", resume.plotPath,
+                            "write the search's convergence plot to this SVG file when it ends");
 
   std::string database;
   std::optional<int> taskId;
@@ -201,7 +205,25 @@ int main(int argc, char** argv) {
   CLI::App* treeCommand = app.add_subcommand("tree", "print the search tree stored in a database");
   treeCommand->add_option("database", database, "task database")->required();
   treeCommand->add_option("--task", taskId, "search task (default: every search task)");
-  treeCommand->add_option("--format", format, "text or dot")->check(CLI::IsMember({"text", "dot"}));
+  treeCommand->add_option("--format", format, "text, dot or svg")
+      ->check(CLI::IsMember({"text", "dot", "svg"}));
+  CTreePictureOptions picture;
+  treeCommand->add_flag("--incumbent-path", picture.incumbentPath,
+                        "svg: keep the path to the incumbent and the siblings along it");
+  treeCommand->add_option("--max-depth", picture.maxDepth, "svg: cut the tree below this depth")
+      ->check(WholeAtLeastZero());
+  treeCommand->add_flag("--collapse", picture.collapse,
+                        "svg: draw each subtree without open, unsolved or feasible nodes as one "
+                        "marker with its node count");
+
+  std::string plotOutput;
+  CLI::App* plotCommand = app.add_subcommand(
+      "plot", "draw a search's convergence plot (SVG): incumbent and best open bound");
+  plotCommand->add_option("database", database, "task database")->required();
+  plotCommand->add_option("--task", taskId,
+                          "search task (default: the last one with a convergence history)");
+  plotCommand->add_option("--output,-o", plotOutput,
+                          "SVG file to write (default: standard output)");
 
   CLI::App* versionCommand =
       app.add_subcommand("version", "print the program's and the module's versions");
@@ -226,9 +248,13 @@ int main(int argc, char** argv) {
   if (showCommand->parsed())
     return Guarded([&] { return RunShow(database, taskId, allEvaluations, stdout); });
   if (treeCommand->parsed()) {
-    const ETreeFormat treeFormat = format == "dot" ? ETreeFormat::Dot : ETreeFormat::Text;
-    return Guarded([&] { return RunTree(database, taskId, treeFormat, stdout); });
+    const ETreeFormat treeFormat = format == "dot"   ? ETreeFormat::Dot
+                                   : format == "svg" ? ETreeFormat::Svg
+                                                     : ETreeFormat::Text;
+    return Guarded([&] { return RunTree(database, taskId, treeFormat, stdout, picture); });
   }
+  if (plotCommand->parsed())
+    return Guarded([&] { return RunPlot(database, taskId, plotOutput, stdout); });
   if (versionCommand->parsed()) return Guarded([&] { return RunVersion(stdout); });
   if (optimizersCommand->parsed()) {
     for (const CAlgorithm& algorithm : Algorithms())

@@ -5,7 +5,8 @@
 //
 //   solve    write a problem file into a task database and run the search
 //   show     list a database's tasks, or one task's records in full
-//   tree     a search tree read back from a database, as text or Graphviz
+//   tree     a search tree read back from a database, as text, Graphviz or SVG
+//   plot     a search's convergence plot (SVG) from a database
 //   version  the program's and the module's versions
 //
 // Each prints to the given stream and returns its exit code; failures are
@@ -20,6 +21,7 @@
 #include "analyses/SlurmSettings.h"
 #include "commands/ExitCodes.h"
 #include "commands/SearchTreeView.h"
+#include "commands/TreePicture.h"
 
 // The command line asks for what cannot be done where the program runs (the
 // message says why and what to do instead); exit status 2, as for a command
@@ -44,6 +46,7 @@ struct CSolveOptions {
   std::optional<EExecutor> executor;  // overrides the file's [slurm] mode (ExecutorChoice.h)
   bool quiet = false;                 // no progress line and no notes; the report only
   double lockTimeout = 30.0;          // seconds to wait for another process's lock on the database
+  std::string plotPath;               // "": none; else the convergence plot is written there (SVG)
 };
 
 EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages);
@@ -57,8 +60,14 @@ EExitCode RunResume(const CSolveOptions& options, std::optional<int> searchTaskI
 // with `allEvaluations`), or one task's records and evaluations.
 EExitCode RunShow(const std::string& databasePath, std::optional<int> taskId, bool allEvaluations,
                   FILE* out);
+// An SVG picture shows one search: `taskId`, or the last search task; its
+// options given with another format are a CUsageError.
 EExitCode RunTree(const std::string& databasePath, std::optional<int> taskId, ETreeFormat format,
-                  FILE* out);
+                  FILE* out, const CTreePictureOptions& picture = {});
+// The convergence plot of search `taskId` (or of the last search task that
+// has a convergence history) to the file, or to `out` for "" or "-".
+EExitCode RunPlot(const std::string& databasePath, std::optional<int> taskId,
+                  const std::string& outputPath, FILE* out);
 EExitCode RunVersion(FILE* out);
 
 // Opens an existing task database read-only (ETaskDatabaseAccess::ReadOnly):
