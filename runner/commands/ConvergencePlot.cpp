@@ -33,7 +33,7 @@ const char* const kStyle =
     ".found{fill:#1f77b4;stroke:#fff}";
 
 std::optional<double> Plotted(bool has, double value) {
-  if (!has || std::isnan(value)) return std::nullopt;
+  if (!has || !std::isfinite(value)) return std::nullopt;
   return std::clamp(value, -kLargest, kLargest);
 }
 
@@ -47,16 +47,49 @@ struct CAxisMap {
   }
 };
 
+// The objective axis, shared by both panels: linear, or logarithmic when
+// every value is positive and they span three decades or more (a
+// least-squares objective falling from 1e-3 to 1e-12 would otherwise lie
+// flat on zero). A logarithmic axis' scale is of the decimal logarithms,
+// with ticks at whole powers of ten.
+struct CObjectiveAxis {
+  bool logarithmic = false;
+  CNiceScale scale;  // of the values, or of their logarithms
+
+  CObjectiveAxis(double least, double greatest) {
+    if (least > greatest) {
+      scale = NiceScale(0.0, 1.0);
+    } else if (least > 0.0 && greatest / least >= 1e3) {
+      logarithmic = true;
+      const double low = std::floor(std::log10(least));
+      const double high = std::ceil(std::log10(greatest));
+      scale.step = std::max(1.0, std::ceil((high - low) / 6));
+      scale.low = std::floor(low / scale.step) * scale.step;
+      scale.high = std::ceil(high / scale.step) * scale.step;
+      for (double tick = scale.low; tick <= scale.high; tick += scale.step)
+        scale.ticks.push_back(tick);
+    } else {
+      scale = NiceScale(least, greatest);
+    }
+  }
+  double Position(double value) const { return logarithmic ? std::log10(value) : value; }
+  std::string Label(double tick) const {
+    if (!logarithmic) return TickLabel(tick, scale.step);
+    const double value = std::pow(10.0, tick);
+    return TickLabel(value, value);
+  }
+};
+
 // One panel: the points' x values (nodes or seconds) against their levels.
 class CPanel {
  public:
-  CPanel(CSvgDocument& svg, double top, const std::vector<double>& xs, const CNiceScale& y,
+  CPanel(CSvgDocument& svg, double top, const std::vector<double>& xs, const CObjectiveAxis& y,
          const std::string& xLabel)
       : m_svg(svg), m_top(top), m_y(y) {
     const double greatest = xs.empty() || xs.back() <= 0.0 ? 1.0 : xs.back();
     m_x = NiceScale(0.0, greatest);
     m_mapX = {m_x.low, m_x.high, kLeft, kRight};
-    m_mapY = {m_y.low, m_y.high, top + kPanelHeight, top};
+    m_mapY = {m_y.scale.low, m_y.scale.high, top + kPanelHeight, top};
     DrawAxes(xLabel);
   }
 
@@ -68,7 +101,7 @@ class CPanel {
     for (size_t i = 0; i < xs.size(); ++i) {
       const std::string x = SvgNumber(m_mapX(xs[i]));
       if (values[i]) {
-        const std::string y = SvgNumber(m_mapY(*values[i]));
+        const std::string y = SvgNumber(m_mapY(m_y.Position(*values[i])));
         path += drawing ? fmt::format("H{}V{}", x, y) : fmt::format("M{} {}", x, y);
         drawing = true;
       } else if (drawing) {
@@ -83,7 +116,7 @@ class CPanel {
     m_svg.AddWithTooltip("circle",
                          {{"class", "found"},
                           {"cx", SvgNumber(m_mapX(x))},
-                          {"cy", SvgNumber(m_mapY(y))},
+                          {"cy", SvgNumber(m_mapY(m_y.Position(y)))},
                           {"r", "4"}},
                          tooltip);
   }
@@ -91,7 +124,7 @@ class CPanel {
  private:
   void DrawAxes(const std::string& xLabel) {
     const double bottom = m_top + kPanelHeight;
-    for (double tick : m_y.ticks) {
+    for (double tick : m_y.scale.ticks) {
       const std::string y = SvgNumber(m_mapY(tick));
       m_svg.Add("line", {{"class", "grid"},
                          {"x1", SvgNumber(kLeft)},
@@ -101,7 +134,7 @@ class CPanel {
       m_svg.AddText(
           "text",
           {{"x", SvgNumber(kLeft - 6)}, {"y", SvgNumber(m_mapY(tick) + 4)}, {"text-anchor", "end"}},
-          TickLabel(tick, m_y.step));
+          m_y.Label(tick));
     }
     for (double tick : m_x.ticks) {
       const std::string x = SvgNumber(m_mapX(tick));
@@ -129,15 +162,15 @@ class CPanel {
                    {"y", middle},
                    {"text-anchor", "middle"},
                    {"transform", fmt::format("rotate(-90 16 {})", middle)}},
-                  "objective");
+                  m_y.logarithmic ? "objective (log scale)" : "objective");
   }
 
   CSvgDocument& m_svg;
-  double m_top;       // the plot area's top edge
-  CNiceScale m_x;     // the x axis
-  CNiceScale m_y;     // the y axis, shared by the panels
-  CAxisMap m_mapX{};  // x value to pixels
-  CAxisMap m_mapY{};  // y value to pixels
+  double m_top;        // the plot area's top edge
+  CNiceScale m_x;      // the x axis
+  CObjectiveAxis m_y;  // the y axis, shared by the panels
+  CAxisMap m_mapX{};   // x value to pixels
+  CAxisMap m_mapY{};   // y value to pixels
 };
 
 void DrawLegend(CSvgDocument& svg) {
@@ -198,7 +231,7 @@ std::string ConvergencePlotSvg(const std::vector<CConvergencePoint>& points,
   }
   // Seconds never run backwards on the plot, whatever the clock did.
   for (size_t i = 1; i < seconds.size(); ++i) seconds[i] = std::max(seconds[i], seconds[i - 1]);
-  const CNiceScale y = least <= greatest ? NiceScale(least, greatest) : NiceScale(0.0, 1.0);
+  const CObjectiveAxis y(least, greatest);
 
   const std::pair<const std::vector<double>*, const char*> panels[] = {
       {&nodes, "subtasks solved"}, {&seconds, "elapsed time (s)"}};
