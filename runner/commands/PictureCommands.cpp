@@ -26,13 +26,22 @@ int SearchToDraw(const std::string& databasePath, std::optional<int> searchTaskI
   throw CTaskDataError(fmt::format("{} holds no search task{}", databasePath, what));
 }
 
+// How the search ended (table `searches`); "" when the table does not say.
+std::string SearchEnd(int searchTaskId) {
+  for (const CSearchRow& row : ReadSearches()) {
+    if (row.searchTaskId == searchTaskId) return row.end;
+  }
+  return "";
+}
+
 }  // namespace
 
 EExitCode PrintTreePicture(FILE* out, const std::string& databasePath,
                            std::optional<int> searchTaskId, const CTreePictureOptions& options) {
   const int searchTask = SearchToDraw(
       databasePath, searchTaskId, [](int) { return true; }, "");
-  const std::string svg = TreePictureSvg(ReadSearchTree(searchTask), searchTask, options);
+  const std::string svg =
+      TreePictureSvg(ReadSearchTree(searchTask), searchTask, SearchEnd(searchTask), options);
   fmt::print(out, "{}", svg);
   return EExitCode::Success;
 }
@@ -58,9 +67,7 @@ EExitCode RunPlot(const std::string& databasePath, std::optional<int> taskId,
   CTask task(GetPOD());
   task.m_nTaskID = searchTask;
   if (task.GetObject()) title.problemName = task.m_strName;
-  for (const CSearchRow& row : ReadSearches()) {
-    if (row.searchTaskId == searchTask) title.end = row.end;
-  }
+  title.end = SearchEnd(searchTask);
   const std::string svg = ConvergencePlotSvg(points, title);
   if (outputPath.empty() || outputPath == "-")
     fmt::print(out, "{}", svg);

@@ -8,18 +8,19 @@
 
 #include "commands/SvgWriter.h"
 
-// Layout: a layered one. Every drawn node sits on the row of its depth; the
-// drawn leaves take consecutive columns from left to right in depth-first
-// order, and a parent sits midway between its first and last child. It is
-// linear in the nodes, deterministic, never overlaps, and reads like the text
-// tree turned on its side. A tidy layout (Buchheim, Juenger and Leipert 2002)
-// would pack subtrees closer, but the width here is the number of drawn
-// leaves, which the options above keep small; a branch-and-bound tree after
-// collapsing is mostly narrow.
+// Layout: a layered one. Every drawn item sits on the row of its depth; the
+// drawn leaves take their places from left to right in depth-first order (a
+// node's dot one column, a marker as much as its count needs), and a parent
+// sits midway between its first and last child. It is linear in the items,
+// deterministic, never overlaps, and reads like the text tree turned on its
+// side. A tidy layout (Buchheim, Juenger and Leipert 2002) would pack
+// subtrees closer, but the width here grows with the drawn leaves, which the
+// options keep few; a branch-and-bound tree after collapsing is mostly narrow.
 
 namespace {
 
-constexpr double kColumn = 14;     // between neighbouring leaves
+constexpr double kColumn = 14;     // a drawn leaf's width
+constexpr double kDigit = 5.5;     // a digit of a marker's count
 constexpr double kRow = 36;        // between depths
 constexpr double kMargin = 24;     // around the tree
 constexpr double kTreeTop = 118;   // below the title and the legend
@@ -70,7 +71,7 @@ struct CItem {
   int count = 0;                        // a marker's nodes
   std::map<std::string, int> outcomes;  // a marker's nodes by fate
   std::vector<int> children;            // item indices
-  double x = 0.0;                       // column, after the layout
+  double x = 0.0;                       // centre from the left margin, after the layout
 };
 
 class CTreeDrawing {
@@ -82,7 +83,7 @@ class CTreeDrawing {
     Lay();
   }
 
-  std::string Svg(const CSearchTree& tree, int searchTaskId) const;
+  std::string Svg(const CSearchTree& tree, int searchTaskId, const std::string& end) const;
 
  private:
   // Subtree sizes, parents, which subtrees hold a live node, the incumbent's path.
@@ -160,15 +161,23 @@ class CTreeDrawing {
     }
   }
 
-  // Leaves in depth-first order take the columns; parents centre over their children.
+  // Leaves in depth-first order take their widths from left to right; parents centre over
+  // their children.
   void Lay() {
     if (m_items.empty()) return;
     std::vector<int> stack{0};
     while (!stack.empty()) {
       CItem& item = m_items[stack.back()];
       stack.pop_back();
-      if (item.children.empty()) item.x = m_columns++;
       for (auto it = item.children.rbegin(); it != item.children.rend(); ++it) stack.push_back(*it);
+      if (!item.children.empty()) continue;
+      // A marker's leaf is as wide as its count, so that neighbouring counts do not overlap.
+      const double width =
+          item.node >= 0
+              ? kColumn
+              : std::max(kColumn, kDigit * double(std::to_string(item.count).size()) + 6);
+      item.x = m_width + width / 2;
+      m_width += width;
     }
     // Items were made parents first: backwards, every child is placed before its parent.
     for (size_t i = m_items.size(); i-- > 0;) {
@@ -179,7 +188,7 @@ class CTreeDrawing {
     }
   }
 
-  double X(const CItem& item) const { return kMargin + item.x * kColumn; }
+  double X(const CItem& item) const { return kMargin + item.x; }
   double Y(const CItem& item) const { return kTreeTop + item.depth * kRow; }
   std::string NodeTooltip(const CTreeNode& node) const;
   std::string MarkerTooltip(const CItem& marker) const;
@@ -194,7 +203,7 @@ class CTreeDrawing {
   std::vector<bool> m_live;                      // the subtree holds a live node
   std::vector<bool> m_onPath;                    // on the path from the root to the incumbent
   std::vector<CItem> m_items;                    // what is drawn; the root first
-  int m_columns = 0;                             // leaves drawn
+  double m_width = 0.0;                          // of the drawn leaves together
   int m_deepest = 0;                             // the deepest row drawn
 };
 
@@ -250,14 +259,17 @@ void CTreeDrawing::DrawLegend(CSvgDocument& svg) const {
               "nodes left out (count below)");
 }
 
-std::string CTreeDrawing::Svg(const CSearchTree& tree, int searchTaskId) const {
-  const double width = std::max(kMinWidth, 2 * kMargin + std::max(0, m_columns - 1) * kColumn);
+std::string CTreeDrawing::Svg(const CSearchTree& tree, int searchTaskId,
+                              const std::string& end) const {
+  const double width = std::max(kMinWidth, 2 * kMargin + m_width);
   const double height = kTreeTop + m_deepest * kRow + kMargin + 12;
   const CSearchState& state = tree.state;
-  const std::string heading = fmt::format(
-      "{}: search task {}, {}", tree.problemName, searchTaskId,
-      state.finished ? fmt::format("finished, {} subtasks", state.solvedSubtasks)
-                     : fmt::format("not finished, {} subtasks solved", state.solvedSubtasks));
+  const std::string heading =
+      fmt::format("{}: search task {}, {}, {} subtasks solved", tree.problemName, searchTaskId,
+                  !end.empty()     ? end
+                  : state.finished ? std::string("finished")
+                                   : std::string("not finished"),
+                  state.solvedSubtasks);
   CSvgDocument svg(width, height, heading, kStyle);
   svg.AddText("text", {{"class", "title"}, {"x", SvgNumber(kMargin)}, {"y", "22"}}, heading);
   svg.AddText("text", {{"class", "note"}, {"x", SvgNumber(kMargin)}, {"y", "40"}}, Note());
@@ -307,7 +319,7 @@ std::string CTreeDrawing::Svg(const CSearchTree& tree, int searchTaskId) const {
 
 }  // namespace
 
-std::string TreePictureSvg(const CSearchTree& tree, int searchTaskId,
+std::string TreePictureSvg(const CSearchTree& tree, int searchTaskId, const std::string& end,
                            const CTreePictureOptions& options) {
-  return CTreeDrawing(tree, options).Svg(tree, searchTaskId);
+  return CTreeDrawing(tree, options).Svg(tree, searchTaskId, end);
 }

@@ -33,7 +33,8 @@ struct CTreePictureOptions {
   bool Any() const { return incumbentPath || maxDepth || collapse; }
 };
 
-std::string TreePictureSvg(const CSearchTree& tree, int searchTaskId,
+// `end` says how the search ended (table `searches`); "" when unknown.
+std::string TreePictureSvg(const CSearchTree& tree, int searchTaskId, const std::string& end,
                            const CTreePictureOptions& options);
 
 // Reads the tree of search `searchTaskId` (default: the last search task)

@@ -248,6 +248,8 @@ TEST_F(Pictures, ALargeTreeStaysSmallWithItsOptionsAndEveryNodeIsCountedOnce) {
 
   const CProgramRun whole = Run("tree g.db --format svg");
   const CParsedSvg wholeSvg(whole.output);
+  EXPECT_THAT(whole.output,
+              HasSubstr("gear_train: search task 1, stopped at the node limit, 2000 subtasks"));
   EXPECT_EQ(DrawnNodes(wholeSvg, tree).size(), tree.nodes.size());
 
   const CProgramRun collapsed = Run("tree g.db --format svg --collapse");
