@@ -110,7 +110,7 @@ variables.x1 = { kind = "integer", lower = 70, upper = 60 }
       {"solve", "", 2, StartsWith("problem is required\n")},
       {"frobnicate", "", 2,
        StrEq("discrete: unknown command 'frobnicate'; the commands are solve, resume, show, tree, "
-             "version, optimizers\n")},
+             "plot, version, optimizers\n")},
       {"solve small.toml --max-nodes -3", "", 2,
        StartsWith("--max-nodes: '-3' is not a whole number from 0 to 2147483647\n")},
       {"solve small.toml --time-limit nan", "", 2,
