@@ -6,8 +6,8 @@
 // at every node that found a new incumbent, in two panels: against the
 // subtasks solved (top) and against the elapsed time (bottom). Axes carry
 // ticks at nice numbers (NiceScale.h), the objective's on a logarithmic
-// scale when every value is positive and they span three decades; the title names the problem, the
-// search task and how the search ended.
+// scale when every value is positive and they span three decades; the
+// title names the problem, the search task and how the search ended.
 //
 // Values that are absent or not finite are left out (a line has a gap
 // there), values beyond 1e300 in magnitude are drawn at 1e300: the document

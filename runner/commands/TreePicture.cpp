@@ -72,6 +72,19 @@ struct CItem {
   std::map<std::string, int> outcomes;  // a marker's nodes by fate
   std::vector<int> children;            // item indices
   double x = 0.0;                       // centre from the left margin, after the layout
+
+  static CItem Node(int node, int depth) {
+    CItem item;
+    item.node = node;
+    item.depth = depth;
+    return item;
+  }
+  static CItem Marker(bool collapsed, int depth) {
+    CItem item;
+    item.collapsed = collapsed;
+    item.depth = depth;
+    return item;
+  }
 };
 
 class CTreeDrawing {
@@ -133,27 +146,27 @@ class CTreeDrawing {
     return index;
   }
 
-  // Which nodes are drawn, which become markers; items in depth-first order.
+  // Which nodes are drawn, which become markers; every item is made after its parent.
   void Select() {
     if (m_nodes.empty()) return;
-    std::vector<int> stack{AddItem(CItem{0, false, 0, 0, {}, {}, 0.0}, -1)};
+    std::vector<int> stack{AddItem(CItem::Node(0, 0), -1)};
     while (!stack.empty()) {
       const int itemIndex = stack.back();
       stack.pop_back();
       const int node = m_items[itemIndex].node;
       const int depth = m_items[itemIndex].depth + 1;
-      CItem hidden{-1, false, depth, 0, {}, {}, 0.0};
+      CItem hidden = CItem::Marker(false, depth);
       std::vector<int> shown;
       for (int child : m_childIndices[node]) {
         if ((m_options.maxDepth && depth > *m_options.maxDepth) ||
             (m_options.incumbentPath && !m_onPath[node])) {
           CountInto(hidden, child);
         } else if (m_options.collapse && m_size[child] >= 2 && !m_live[child]) {
-          CItem marker{-1, true, depth, 0, {}, {}, 0.0};
+          CItem marker = CItem::Marker(true, depth);
           CountInto(marker, child);
           AddItem(std::move(marker), itemIndex);
         } else {
-          shown.push_back(AddItem(CItem{child, false, depth, 0, {}, {}, 0.0}, itemIndex));
+          shown.push_back(AddItem(CItem::Node(child, depth), itemIndex));
         }
       }
       if (hidden.count > 0) AddItem(std::move(hidden), itemIndex);

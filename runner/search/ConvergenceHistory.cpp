@@ -1,11 +1,16 @@
 #include "search/ConvergenceHistory.h"
 
+#include <cmath>
+
 namespace {
+
+// Equal, or both NaN.
+bool Same(double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); }
 
 // The plot draws the same at both points.
 bool SameLevels(const CConvergencePoint& a, const CConvergencePoint& b) {
-  return a.hasIncumbent == b.hasIncumbent && (!a.hasIncumbent || a.incumbent == b.incumbent) &&
-         a.hasOpenBound == b.hasOpenBound && (!a.hasOpenBound || a.openBound == b.openBound);
+  return a.hasIncumbent == b.hasIncumbent && (!a.hasIncumbent || Same(a.incumbent, b.incumbent)) &&
+         a.hasOpenBound == b.hasOpenBound && (!a.hasOpenBound || Same(a.openBound, b.openBound));
 }
 
 }  // namespace
