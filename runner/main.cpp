@@ -204,7 +204,8 @@ int main(int argc, char** argv) {
   std::string format = "text";
   CLI::App* treeCommand = app.add_subcommand("tree", "print the search tree stored in a database");
   treeCommand->add_option("database", database, "task database")->required();
-  treeCommand->add_option("--task", taskId, "search task (default: every search task)");
+  treeCommand->add_option("--task", taskId,
+                          "search task (default: every search task; svg: the last)");
   treeCommand->add_option("--format", format, "text, dot or svg")
       ->check(CLI::IsMember({"text", "dot", "svg"}));
   CTreePictureOptions picture;
