@@ -211,6 +211,8 @@ int main(int argc, char** argv) {
       ->add_option("--lock-timeout", solve.lockTimeout,
                    "seconds to wait for another process's lock (default 30)")
       ->check(CLI::NonNegativeNumber);
+  solveCommand->add_option("--plot", solve.plotPath,
+                           "write the search's convergence plot to this SVG file when it ends");
 
   CSolveOptions resume;
   std::optional<int> resumeTask;
@@ -238,6 +240,8 @@ int main(int argc, char** argv) {
   AddReportFormatOption(*resumeCommand, resume.format);
   resumeCommand->add_option("--lock-timeout", resume.lockTimeout, "seconds to wait for a lock")
       ->check(CLI::NonNegativeNumber);
+  resumeCommand->add_option("--plot", resume.plotPath,
+                            "write the search's convergence plot to this SVG file when it ends");
 
   std::string database;
   std::optional<int> taskId;
@@ -257,14 +261,37 @@ int main(int argc, char** argv) {
 
   std::string format = "text";
   CLI::App* treeCommand = app.add_subcommand("tree", "print the search tree stored in a database");
-  AddHelpFooter(*treeCommand,
-                {{"discrete tree gear.db", "every search tree of the database, as text"},
-                 {"discrete tree gear.db --format dot | dot -Tsvg > tree.svg", "a picture"},
-                 {"discrete tree gear.db --format json", "every node as JSON"}});
+  AddHelpFooter(
+      *treeCommand,
+      {{"discrete tree gear.db", "every search tree of the database, as text"},
+       {"discrete tree gear.db --format svg --collapse > tree.svg", "a picture of the last search"},
+       {"discrete tree gear.db --format json", "every node as JSON"}});
   treeCommand->add_option("database", database, "task database")->required();
-  treeCommand->add_option("--task", taskId, "search task (default: every search task)");
-  treeCommand->add_option("--format", format, "text, dot or json")
-      ->check(CLI::IsMember({"text", "dot", "json"}));
+  treeCommand->add_option("--task", taskId,
+                          "search task (default: every search task; svg: the last)");
+  treeCommand->add_option("--format", format, "text, dot, json or svg")
+      ->check(CLI::IsMember({"text", "dot", "json", "svg"}));
+  CTreePictureOptions picture;
+  treeCommand->add_flag("--incumbent-path", picture.incumbentPath,
+                        "svg: keep the path to the incumbent and the siblings along it");
+  treeCommand->add_option("--max-depth", picture.maxDepth, "svg: cut the tree below this depth")
+      ->check(WholeAtLeastZero());
+  treeCommand->add_flag("--collapse", picture.collapse,
+                        "svg: draw each subtree without open, unsolved or feasible nodes as one "
+                        "marker with its node count");
+
+  std::string plotOutput;
+  CLI::App* plotCommand = app.add_subcommand(
+      "plot", "draw a search's convergence plot (SVG): incumbent and best open bound");
+  AddHelpFooter(
+      *plotCommand,
+      {{"discrete plot gear.db -o convergence.svg", "the last search's plot"},
+       {"discrete solve gear.toml --plot convergence.svg", "drawn when the search ends"}});
+  plotCommand->add_option("database", database, "task database")->required();
+  plotCommand->add_option("--task", taskId,
+                          "search task (default: the last one with a convergence history)");
+  plotCommand->add_option("--output,-o", plotOutput,
+                          "SVG file to write (default: standard output)");
 
   CLI::App* versionCommand =
       app.add_subcommand("version", "print the program's and the module's versions");
@@ -325,9 +352,12 @@ int main(int argc, char** argv) {
   if (treeCommand->parsed()) {
     const ETreeFormat treeFormat = format == "dot"    ? ETreeFormat::Dot
                                    : format == "json" ? ETreeFormat::Json
+                                   : format == "svg"  ? ETreeFormat::Svg
                                                       : ETreeFormat::Text;
-    return Guarded([&] { return RunTree(database, taskId, treeFormat, stdout); });
+    return Guarded([&] { return RunTree(database, taskId, treeFormat, stdout, picture); });
   }
+  if (plotCommand->parsed())
+    return Guarded([&] { return RunPlot(database, taskId, plotOutput, stdout); });
   if (exportCommand->parsed()) {
     exportOptions.format = exportFormat == "csv" ? EExportFormat::Csv : EExportFormat::Json;
     return Guarded([&] { return RunExport(exportOptions, stdout); });

@@ -5,8 +5,9 @@
 //
 //   solve    write a problem file into a task database and run the search
 //   show     list a database's tasks, or one task's records in full
-//   tree     a search tree read back from a database, as text, Graphviz or JSON
+//   tree     a search tree read back from a database, as text, Graphviz, JSON or SVG
 //   export   a database's tasks, results, designs and evaluations as CSV or JSON (Export.h)
+//   plot     a search's convergence plot (SVG) from a database
 //   version  the program's and the module's versions
 //
 // Each prints to the given stream and returns its exit code; failures are
@@ -23,6 +24,7 @@
 #include "commands/ExitCodes.h"
 #include "commands/Report.h"
 #include "commands/SearchTreeView.h"
+#include "commands/TreePicture.h"
 
 // The command line asks for what cannot be done where the program runs (the
 // message says why and what to do instead); exit status 2, as for a command
@@ -52,6 +54,7 @@ struct CSolveOptions {
   // with such an analysis and no function for it is refused (CUsageError).
   CInProcessAnalyses functions;
   EReportFormat format = EReportFormat::Text;  // of the report on stdout
+  std::string plotPath;               // "": none; else the convergence plot is written there (SVG)
 };
 
 EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages);
@@ -66,8 +69,14 @@ EExitCode RunResume(const CSolveOptions& options, std::optional<int> searchTaskI
 // as one JSON document (`json`: discrete-tasks, discrete-task).
 EExitCode RunShow(const std::string& databasePath, std::optional<int> taskId, bool allEvaluations,
                   bool json, FILE* out);
+// An SVG picture shows one search: `taskId`, or the last search task; its
+// options given with another format are a CUsageError.
 EExitCode RunTree(const std::string& databasePath, std::optional<int> taskId, ETreeFormat format,
-                  FILE* out);
+                  FILE* out, const CTreePictureOptions& picture = {});
+// The convergence plot of search `taskId` (or of the last search task that
+// has a convergence history) to the file, or to `out` for "" or "-".
+EExitCode RunPlot(const std::string& databasePath, std::optional<int> taskId,
+                  const std::string& outputPath, FILE* out);
 EExitCode RunVersion(FILE* out);
 
 // Opens an existing task database read-only (ETaskDatabaseAccess::ReadOnly):

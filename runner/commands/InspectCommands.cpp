@@ -56,8 +56,11 @@ EExitCode RunShow(const std::string& databasePath, std::optional<int> taskId, bo
 }
 
 EExitCode RunTree(const std::string& databasePath, std::optional<int> taskId, ETreeFormat format,
-                  FILE* out) {
+                  FILE* out, const CTreePictureOptions& picture) {
   CDatabaseSession session(databasePath);
+  if (format == ETreeFormat::Svg) return PrintTreePicture(out, databasePath, taskId, picture);
+  if (picture.Any())
+    throw CUsageError("--incumbent-path, --max-depth and --collapse shape the svg format only");
   const std::vector<int> searchTasks = taskId ? std::vector<int>{*taskId} : SearchTasks();
   if (format == ETreeFormat::Json) {
     PrintSearchTreesJson(out, searchTasks);

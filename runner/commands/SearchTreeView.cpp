@@ -14,22 +14,6 @@
 
 namespace {
 
-struct CTreeNode {
-  int taskId = 0;                // the node's task
-  int depth = 0;                 // 0 for the search task
-  int parent = 0;                // the parent node's task; 0 for the search task
-  bool isLastChild = true;       // last among its siblings
-  std::vector<bool> openLevels;  // per ancestor level: a later sibling follows there
-  std::string branch;            // "x3 >= 4"; "root" for the search task
-  std::string result;            // "objective ... max con ..." or "not solved"
-  std::string status;            // classification
-  bool solved = false;           // it has been solved; then:
-  double objective = 0.0;        // CResult m_dBestObj
-  double maxConstraint = 0.0;    // CResult m_dBestMaxCon
-  bool isIncumbent = false;      // the search's result
-  std::vector<int> children;     // child task ids
-};
-
 // The records of one task that the tree shows.
 struct CTaskView {
   CTask task;           // its task record
@@ -92,9 +76,6 @@ std::vector<CTreeNode> ReadTree(int searchTaskId, const CSearchState& state) {
     node.taskId = pending.taskId;
     node.depth = pending.depth;
     node.parent = pending.parent;
-    node.solved = view.solved;
-    node.objective = view.result.m_dBestObj;
-    node.maxConstraint = view.result.m_dBestMaxCon;
     node.isLastChild = pending.isLastChild;
     node.openLevels = pending.openLevels;
     node.branch = pending.branch;
@@ -102,7 +83,11 @@ std::vector<CTreeNode> ReadTree(int searchTaskId, const CSearchState& state) {
         view.solved ? fmt::format("objective {:.10g}  max con {:.3g}",
                                   double(view.result.m_dBestObj), double(view.result.m_dBestMaxCon))
                     : "not solved";
-    node.status = Status(view, state.outcomes.at(pending.taskId));
+    node.solved = view.solved;
+    node.objective = double(view.result.m_dBestObj);
+    node.maxConstraint = double(view.result.m_dBestMaxCon);
+    node.outcome = state.outcomes.at(pending.taskId);
+    node.status = Status(view, node.outcome);
     node.isIncumbent = pending.taskId == incumbent;
     std::vector<bool> childLevels = pending.openLevels;
     if (pending.depth > 0) childLevels.push_back(!pending.isLastChild);
@@ -208,6 +193,16 @@ std::vector<int> SearchTasks() {
       tasks.push_back(taskId);
   }
   return tasks;
+}
+
+CSearchTree ReadSearchTree(int searchTaskId) {
+  CSearchTree tree;
+  tree.state = ReadSearchState(searchTaskId);
+  tree.nodes = ReadTree(searchTaskId, tree.state);
+  CTask task(GetPOD());
+  task.m_nTaskID = searchTaskId;
+  if (task.GetObject()) tree.problemName = task.m_strName;
+  return tree;
 }
 
 void PrintSearchTree(FILE* out, int searchTaskId, ETreeFormat format) {

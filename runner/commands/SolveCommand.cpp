@@ -11,16 +11,19 @@
 #include "TaskDatabase.h"
 #include "analyses/SlurmClient.h"
 #include "commands/Commands.h"
+#include "commands/ConvergencePlot.h"
 #include "commands/ExecutorChoice.h"
 #include "commands/Interruption.h"
 #include "commands/OutputFiles.h"
 #include "commands/Report.h"
 #include "problem/ProblemFile.h"
+#include "search/ConvergenceHistory.h"
 #include "search/DiscreteModule.h"
 #include "search/ProgressLine.h"
 #include "search/Search.h"
 #include "search/SearchLog.h"
 #include "search/SearchState.h"
+#include "tasks/ConvergenceTable.h"
 #include "tasks/RecordViews.h"
 #include "tasks/SearchTable.h"
 #include "tasks/TaskProblem.h"
@@ -110,11 +113,14 @@ CSearchRow SearchToResume(const std::string& databasePath, std::optional<int> se
 
 // Both files are checked before either is created, so that a bad path leaves
 // nothing behind.
-void CheckOutputFiles(const std::string& databasePath, const std::string& logPath) {
+void CheckOutputFiles(const std::string& databasePath, const std::string& logPath,
+                      const std::string& plotPath) {
   if (const std::string why = WhyNotWritable(databasePath); !why.empty())
     throw CDatabaseError(fmt::format("cannot write task database '{}': {}", databasePath, why));
   if (const std::string why = WhyNotWritable(logPath); !why.empty())
     throw std::runtime_error(fmt::format("cannot write log file '{}': {}", logPath, why));
+  if (const std::string why = plotPath.empty() ? "" : WhyNotWritable(plotPath); !why.empty())
+    throw std::runtime_error(fmt::format("cannot write plot file '{}': {}", plotPath, why));
 }
 
 void InstallLockWait(const CSolveOptions& options, FILE* messages) {
@@ -257,6 +263,8 @@ EExitCode RunSearch(const CSolveOptions& options, CSearchRequest request, CSessi
   CObserverList observers;
   CSearchLog searchLog(*session.log);
   observers.Add(searchLog);
+  CConvergenceHistory history;
+  observers.Add(history);
   CProgressLine progress(stderr);
   if (!options.quiet && isatty(fileno(stderr))) observers.Add(progress);
   const FSolveTask solveTask = [jobs = request.jobs, executor = request.executor,
@@ -294,9 +302,14 @@ EExitCode RunSearch(const CSolveOptions& options, CSearchRequest request, CSessi
   {
     CLock step(GetPOD(), 0);
     WriteSearchEnded(searchTaskId, Describe(outcome.end));
+    WriteConvergence(searchTaskId, history.Points());
     step.UnLock();
   }
   PrintReport(out, outcome, databasePath, logPath, options.format);
+  if (!options.plotPath.empty()) {
+    WriteSvgFile(options.plotPath,
+                 ConvergencePlotSvg(history.Points(), {problem.name, searchTaskId, history.End()}));
+  }
   if (outcome.end != ESearchEnd::Complete && !options.quiet) {
     fmt::print(messages, "to go on with this search: discrete resume {}\n", databasePath);
   }
@@ -330,7 +343,7 @@ EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages) {
   SetDefaultWorkFolder(problem, databasePath);
   const bool addsToExistingDatabase = std::filesystem::exists(databasePath);
   const std::string logPath = options.logPath.empty() ? LogPathFor(databasePath) : options.logPath;
-  CheckOutputFiles(databasePath, logPath);
+  CheckOutputFiles(databasePath, logPath, options.plotPath);
   InstallLockWait(options, messages);
 
   // The database is opened before the log, so that a file that is no task
@@ -352,7 +365,7 @@ EExitCode RunResume(const CSolveOptions& options, std::optional<int> searchTaskI
     throw CDatabaseError(databasePath + ": no such database file");
   LoadedModule();
   const std::string logPath = options.logPath.empty() ? LogPathFor(databasePath) : options.logPath;
-  CheckOutputFiles(databasePath, logPath);
+  CheckOutputFiles(databasePath, logPath, options.plotPath);
   InstallLockWait(options, messages);
   CSession session;
   OpenTaskDatabase(databasePath);

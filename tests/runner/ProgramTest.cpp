@@ -117,7 +117,7 @@ variables.x1 = { kind = "integer", lower = 70, upper = 60 }
        StartsWith("usage: discrete COMMAND [OPTIONS] [ARGUMENTS]\n\nCommands:\n  solve ")},
       {"frobnicate", "", 2,
        StrEq("discrete: unknown command 'frobnicate'; the commands are solve, resume, show, tree, "
-             "version, optimizers, export\n")},
+             "plot, version, optimizers, export\n")},
       {"-V frobnicate small.toml", "", 2, StartsWith("discrete: unknown command 'frobnicate'; ")},
       {"--frobnicate", "", 2,
        StartsWith("discrete: The following argument was not expected: --frobnicate\n")},

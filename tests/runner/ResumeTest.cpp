@@ -139,6 +139,8 @@ TEST_F(Resume, AfterANodeLimitOrCtrlCTheSearchEndsAsAnUninterruptedOneRunningNot
   ExitStatusOf(pid);
   EXPECT_THAT(ReadFile(folder / "out.txt"), HasSubstr("(interrupted)"));
   EXPECT_LT(Runs(), wholeRuns);
+  // Its convergence history was kept when it stopped.
+  EXPECT_THAT(Run("plot interrupted.db").output, HasSubstr(": search task 1, interrupted<"));
   const CProgramRun finished = Run("resume interrupted.db -j 2");
   EXPECT_EQ(Result(finished.output), Result(whole.output));
   EXPECT_EQ(Runs(), wholeRuns);
