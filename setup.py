@@ -8,6 +8,7 @@ the build's parallelism (default 2).
 """
 
 import os
+import re
 import shutil
 import subprocess
 import sys
@@ -35,7 +36,12 @@ class CMakeBuild(build_ext):
                      f"{sys.executable}")
         target = os.path.dirname(os.path.abspath(self.get_ext_fullpath(ext.name)))
         os.makedirs(target, exist_ok=True)
-        for name in (core, "libDiscrete.so", "libdiscrete_host.so"):
+        # The extension and the libraries under the names the build gave them
+        # for the package (python/CMakeLists.txt): libDiscrete.so and the host
+        # library's SONAME.
+        libraries = [name for name in os.listdir(built)
+                     if name == "libDiscrete.so" or re.fullmatch(r"libdiscrete_host\.so\.\d+", name)]
+        for name in [core] + libraries:
             shutil.copy2(os.path.join(built, name), os.path.join(target, name))
 
 

@@ -54,7 +54,7 @@ struct CSolveOptions {
   // with such an analysis and no function for it is refused (CUsageError).
   CInProcessAnalyses functions;
   EReportFormat format = EReportFormat::Text;  // of the report on stdout
-  std::string plotPath;               // "": none; else the convergence plot is written there (SVG)
+  std::string plotPath;  // "": none; else the convergence plot is written there (SVG)
 };
 
 EExitCode RunSolve(const CSolveOptions& options, FILE* out, FILE* messages);

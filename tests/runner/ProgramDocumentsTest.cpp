@@ -63,7 +63,8 @@ TEST_F(BashCompletion, TheInstalledFileIsWhatTheProgramPrintsAndRegistersTheFunc
 
 TEST_F(BashCompletion, CompletesCommandsOptionsTheirValuesAndFiles) {
   // The commands the program lists, the hidden `completion` not among them.
-  EXPECT_EQ(Complete("discrete ''"), "optimizers\nresume\nshow\nsolve\ntree\nversion\n");
+  EXPECT_EQ(Complete("discrete ''"),
+            "export\noptimizers\nplot\nresume\nshow\nsolve\ntree\nversion\n");
   EXPECT_EQ(Complete("discrete -V s"), "show\nsolve\n");
   EXPECT_EQ(Complete("discrete --v"), "--version\n");
   EXPECT_EQ(Complete("discrete solve --o"), "--optimizer\n");
